@@ -1,0 +1,11 @@
+// Reader of the iproute2 table-name file.
+#pragma once
+
+#include <map>
+#include <string>
+
+constexpr const char* ROUTE_TABLES_PATH = "/etc/iproute2/rt_tables";
+
+// Table name -> number from the file ("%d %15s" per line; '#' lines and unparsable lines
+// skipped; the first line that names a table wins). Empty when the file cannot be read.
+std::map<std::string, int> loadRouteTables(const std::string& path = ROUTE_TABLES_PATH);

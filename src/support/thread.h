@@ -1,0 +1,46 @@
+// Thread base class: start runs the body once on a new thread; stop cancels it and joins.
+#pragma once
+
+#include <atomic>
+#include <condition_variable>
+#include <mutex>
+#include <pthread.h>
+#include <string>
+
+namespace VRX {
+
+class Thread {
+public:
+    // The flag is accepted for compatibility and has no effect.
+    Thread(const std::string& name, bool flag);
+    virtual ~Thread();
+    Thread(const Thread&) = delete;
+    Thread& operator=(const Thread&) = delete;
+
+    // Starts a thread (small stack, SIGHUP/SIGTERM/SIGINT blocked so the main thread gets them)
+    // that runs the body once.
+    virtual void start();
+    // Asks the body to finish and returns only after it has returned.
+    virtual void stop();
+
+    // Pauses up to ms milliseconds; returns early once stop has been asked.
+    void wait(unsigned int ms);
+    // True once stop has been asked.
+    bool isCanceled() const;
+
+protected:
+    // The thread body.
+    virtual void run() = 0;
+
+private:
+    static void* entry(void* self);
+
+    std::string name_;
+    pthread_t thread_{};
+    bool started_ = false;
+    std::atomic<bool> canceled_{false};
+    std::mutex waitMutex_;
+    std::condition_variable waitCondition_;
+};
+
+} // namespace VRX

@@ -1,0 +1,57 @@
+// The runtime object of one WAN interface: its configuration, the kernel-side state, the
+// engine's flags and the active-check state shared with its own check thread.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <string>
+
+#include "conf/wan_config.h"
+#include "support/lock.h"
+#include "wan/check_state.h"
+#include "wan/checking_thread.h"
+
+// An IPv4 address in network byte order that means "none".
+constexpr uint32_t NO_ADDRESS = 0xFFFFFFFFu;
+constexpr const char* RESOLV_LINK = "/var/run/wan_resolv.conf";
+
+class Wan {
+public:
+    // Copies the configuration and starts the check thread.
+    explicit Wan(const WanConfig& config);
+    // A copy with its own lock and started thread, in state Idle; a running check stays with
+    // other.
+    Wan(const Wan& other);
+    Wan& operator=(const Wan&) = delete;
+    // Stops the check thread (waiting for a running probe) before anything is freed.
+    ~Wan();
+
+    // Asks for a check: Idle -> RunActive, stamping lastCheckTime; refused in any other state.
+    void checkActivate();
+    // Releases a collected verdict: SuccessUp/SuccessDown/Failed -> Idle; refused otherwise.
+    void checkDone();
+
+    // Usable as the uplink: enabled, up, misc, address and gateway, and a positive verdict
+    // unless it is passive or the last enabled WAN.
+    bool inet() const;
+    bool ipValid() const { return address.load(std::memory_order_relaxed) != NO_ADDRESS; }
+    bool gwValid() const { return gateway != NO_ADDRESS; }
+
+    // When current, points /var/run/wan_resolv.conf at this WAN's resolver file.
+    void linkResolvConf(bool current);
+
+    WanConfig config;
+    int32_t ifIndex;
+    const std::string& ifname;
+    bool up;
+    bool misc;
+    // Read by the check thread while the netlink handler writes it: one atomic 32-bit value.
+    std::atomic<uint32_t> address;
+    uint32_t gateway;
+    bool lastEnabled;
+    bool activeResult;
+    CheckState checkState;
+    VRX::Lock lock;
+    WanCheckingThread thread;
+    int32_t lastCheckTime;
+};
