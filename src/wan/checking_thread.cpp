@@ -1,0 +1,119 @@
+#include "wan/checking_thread.h"
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+
+#include "support/log.h"
+#include "support/system.h"
+#include "support/text.h"
+#include "wan/wan.h"
+
+namespace {
+
+constexpr unsigned int POLL_INTERVAL_MS = 100;
+
+// What one pass works on, taken together under the Wan's lock.
+struct Snapshot {
+    CheckState state;
+    WanConfig config;
+    uint32_t address;
+};
+
+Snapshot takeSnapshot(Wan& wan) {
+    VRX::LockGuard guard(wan.lock);
+    return Snapshot{wan.checkState, wan.config, wan.address.load()};
+}
+
+void storeVerdict(Wan& wan, CheckState verdict) {
+    VRX::LockGuard guard(wan.lock);
+    wan.checkState = verdict;
+}
+
+std::string dottedQuad(uint32_t address) {
+    in_addr raw{};
+    raw.s_addr = address;
+    char text[INET_ADDRSTRLEN] = {};
+    if (inet_ntop(AF_INET, &raw, text, sizeof(text)) == nullptr)
+        return std::string();
+    return text;
+}
+
+// The probe command and its argument vector; ICMP is bound by source address, the TCP check
+// by interface name.
+void buildProbe(const WanConfig& config, const std::string& localAddress, const std::string& target,
+                std::string& command, std::vector<std::string>& arguments) {
+    if (config.checkType == Tcp) {
+        command = "inet-check";
+        arguments = {"-m",       "active", "-h", target,
+                     "-t",       "tcp",    "-p", std::to_string(config.tcpPort),
+                     config.name};
+        return;
+    }
+    command = "uplinker-ping";
+    arguments = {"-I", localAddress, "-c", std::to_string(config.icmpCount), target};
+}
+
+// The probe target: the configured host, or the first address its name resolves to through
+// the WAN's own name servers. An unresolved name is still probed; the tool may resolve it.
+std::string resolveTarget(WanCheckingThread& self, const WanConfig& config,
+                          const std::string& localAddress) {
+    if (config.hostKind != Fqdn)
+        return config.hostname;
+    const char* name = config.name.c_str();
+    std::vector<std::string> servers;
+    if (!self.readNameservers(servers, config.resolvFile)) {
+        LOG_TRACE("%s| Unable to get list of nameservers", name);
+        return config.hostname;
+    }
+    std::vector<std::string> addresses;
+    if (!self.resolveHost(addresses, servers, localAddress, config, config.hostname) ||
+        addresses.empty()) {
+        LOG_TRACE("%s| Unable to resolve %s", name, config.hostname.c_str());
+        return config.hostname;
+    }
+    LOG_TRACE("%s| The hostname %s successfully resolved", name, config.hostname.c_str());
+    return addresses.front();
+}
+
+// One requested check, from the snapshot to the stored verdict. No lock is held while the
+// lookup or the probe runs, so the main thread never waits for them.
+void runCheck(WanCheckingThread& self, const Snapshot& snapshot) {
+    const WanConfig& config = snapshot.config;
+    const char* name = config.name.c_str();
+    if (snapshot.address == NO_ADDRESS) {
+        LOG_TRACE("%s| Active check failed since wan up addess is not available", name);
+        storeVerdict(*self.wan, SuccessDown);
+        return;
+    }
+    std::string localAddress = dottedQuad(snapshot.address);
+    std::string target = resolveTarget(self, config, localAddress);
+    std::string command;
+    std::vector<std::string> arguments;
+    buildProbe(config, localAddress, target, command, arguments);
+    LOG_TRACE("%s| Run checking active -> %s %s", name, command.c_str(),
+              VRX::Text::join(arguments, ' ').c_str());
+    std::string output;
+    int result = VRX::System::execute(command, arguments, output);
+    // A stop during the probe means the Wan is being destroyed: nobody collects the verdict.
+    if (self.isCanceled()) {
+        LOG_TRACE("%s| Active checking canceled", name);
+        return;
+    }
+    storeVerdict(*self.wan, result == 0 ? SuccessUp : SuccessDown);
+}
+
+} // namespace
+
+WanCheckingThread::WanCheckingThread(Wan* owner) : VRX::Thread("WanChecking", true), wan(owner) {}
+
+WanCheckingThread::~WanCheckingThread() = default;
+
+void WanCheckingThread::checkingThread() {
+    LOG_TRACE("WanCheckingThread::checkingThread");
+    while (!isCanceled()) {
+        Snapshot snapshot = takeSnapshot(*wan);
+        if (snapshot.state == RunActive)
+            runCheck(*this, snapshot);
+        wait(POLL_INTERVAL_MS);
+    }
+}

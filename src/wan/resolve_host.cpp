@@ -1,0 +1,46 @@
+#include "wan/checking_thread.h"
+
+#include "support/log.h"
+#include "support/system.h"
+#include "support/text.h"
+#include "wan/line_scan.h"
+
+namespace {
+
+// Appends every address that one lookup printed; true when there was at least one.
+bool collectAddresses(const std::string& output, std::vector<std::string>& addresses) {
+    bool seen = false;
+    for (const std::string& line : wanscan::lines(output)) {
+        std::string address;
+        if (!wanscan::valueAfter(line, "Found ipV4", address))
+            continue;
+        seen = true;
+        addresses.push_back(address);
+    }
+    return seen;
+}
+
+} // namespace
+
+// Servers are asked one after another from the WAN's own address, so that the query leaves
+// through this interface like the probe that follows.
+bool WanCheckingThread::resolveHost(std::vector<std::string>& addresses,
+                                    const std::vector<std::string>& servers,
+                                    const std::string& localAddress, const WanConfig& config,
+                                    const std::string& hostname) {
+    for (const std::string& server : servers) {
+        std::vector<std::string> arguments = {"--bind-address", localAddress, "--dns-address",
+                                              server, hostname};
+        LOG_DEBUG("%s| DNS resolve cmd: vrx-dig %s", config.name.c_str(),
+                  VRX::Text::join(arguments, ' ').c_str());
+        std::string output;
+        int result = VRX::System::execute("vrx-dig", arguments, output);
+        LOG_DEBUG("%s| DNS resolve returned %d", config.name.c_str(), result);
+        if (result != 0 || !collectAddresses(output, addresses))
+            continue;
+        LOG_DEBUG("%s| Resolved IPs: %s", config.name.c_str(),
+                  VRX::Text::join(addresses, ',').c_str());
+        return true;
+    }
+    return false;
+}
