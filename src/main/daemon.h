@@ -1,0 +1,16 @@
+// Turning the foreground process into a daemon that owns a locked pid file.
+#pragma once
+
+#include <cstddef>
+
+constexpr const char* PID_FILE = "/var/run/uplinker.pid";
+constexpr const char* NULL_DEVICE = "/dev/null";
+constexpr size_t PID_TEXT_SIZE = 100;
+
+enum class DaemonStart { Child, Parent, Failed };
+
+// Forks; the parent gets Parent and should exit 0, the child detaches from the terminal,
+// writes and locks the pid file and gets Child. Every failure is logged; Failed means exit 1.
+DaemonStart startDaemon();
+// Creates, locks and fills the pid file; the descriptor stays open so the lock lasts.
+bool writePidFile(const char* path);

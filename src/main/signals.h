@@ -1,0 +1,14 @@
+// Signal flags shared between the handlers and the main loop.
+#pragma once
+
+#include <csignal>
+
+// Cleared by SIGTERM and SIGINT; the main loop ends when it sees 0.
+extern volatile sig_atomic_t gRunning;
+// Set by SIGHUP; the main loop logs the request and clears it.
+extern volatile sig_atomic_t gReconfigure;
+
+void onHangup(int signalNumber);
+void onTerminate(int signalNumber);
+// Installs both handlers for SIGHUP, SIGTERM and SIGINT; logs and returns false on failure.
+bool installSignalHandlers();
