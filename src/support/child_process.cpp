@@ -1,0 +1,106 @@
+#include "support/child_process.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <ctime>
+#include <poll.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace VRX {
+namespace ChildProcess {
+
+SpawnAttributes::SpawnAttributes() {
+    posix_spawnattr_init(&attr_);
+    // The calling thread may block the daemon's signals; a child must not inherit that, nor
+    // an ignored SIGPIPE or SIGCHLD.
+    sigset_t empty;
+    sigemptyset(&empty);
+    posix_spawnattr_setsigmask(&attr_, &empty);
+    sigset_t defaults;
+    sigemptyset(&defaults);
+    for (int signal : {SIGHUP, SIGTERM, SIGINT, SIGPIPE, SIGCHLD})
+        sigaddset(&defaults, signal);
+    posix_spawnattr_setsigdefault(&attr_, &defaults);
+    // Its own process group, so that a kill on overrun also reaches the grandchildren.
+    posix_spawnattr_setpgroup(&attr_, 0);
+    posix_spawnattr_setflags(&attr_, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF |
+                                         POSIX_SPAWN_SETPGROUP);
+}
+
+SpawnAttributes::~SpawnAttributes() {
+    posix_spawnattr_destroy(&attr_);
+}
+
+pid_t waitChild(pid_t pid, int* status, int options) {
+    for (;;) {
+        pid_t result = waitpid(pid, status, options);
+        if (result >= 0 || errno != EINTR)
+            return result;
+    }
+}
+
+namespace {
+
+// A descriptor that becomes readable when the child exits, or -1 on kernels without pidfd,
+// where the wait falls back to polling.
+int openPidFd(pid_t pid) {
+#ifdef SYS_pidfd_open
+    return static_cast<int>(syscall(SYS_pidfd_open, pid, 0));
+#else
+    (void)pid;
+    return -1;
+#endif
+}
+
+void pauseForExit(int pidFd, int64_t leftMs) {
+    if (pidFd >= 0) {
+        pollfd exited{pidFd, POLLIN, 0};
+        poll(&exited, 1, static_cast<int>(std::min<int64_t>(leftMs, 1000)));
+        return;
+    }
+    const timespec pause{0, static_cast<long>(std::min<int64_t>(leftMs, 10)) * 1000 * 1000};
+    nanosleep(&pause, nullptr);
+}
+
+} // namespace
+
+bool waitUntil(pid_t pid, int64_t deadlineMs, int& status) {
+    int pidFd = openPidFd(pid);
+    bool exited = false;
+    for (;;) {
+        pid_t reaped = waitChild(pid, &status, WNOHANG);
+        if (reaped == pid || reaped < 0) {
+            // Reaped elsewhere (SIGCHLD ignored): the status is lost, so it counts as failed.
+            if (reaped < 0)
+                status = 127 << 8;
+            exited = true;
+            break;
+        }
+        int64_t left = deadlineMs - monotonicMs();
+        if (left <= 0)
+            break;
+        pauseForExit(pidFd, left);
+    }
+    if (pidFd >= 0)
+        close(pidFd);
+    return exited;
+}
+
+void killGroupAndReap(pid_t pid) {
+    // The child is not reaped yet, so its pid still names its process group.
+    kill(-pid, SIGKILL);
+    int status = 0;
+    waitChild(pid, &status, 0);
+}
+
+int64_t monotonicMs() {
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return static_cast<int64_t>(now.tv_sec) * 1000 + now.tv_nsec / 1000000;
+}
+
+} // namespace ChildProcess
+} // namespace VRX

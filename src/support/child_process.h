@@ -1,0 +1,36 @@
+// Pieces shared by the two ways the daemon starts children (programs and shell commands).
+#pragma once
+
+#include <cstdint>
+#include <spawn.h>
+#include <sys/types.h>
+
+namespace VRX {
+namespace ChildProcess {
+
+// Spawn attributes for a child in its own process group, with an empty signal mask and the
+// default disposition of the signals the daemon handles or ignores.
+class SpawnAttributes {
+public:
+    SpawnAttributes();
+    ~SpawnAttributes();
+    SpawnAttributes(const SpawnAttributes&) = delete;
+    SpawnAttributes& operator=(const SpawnAttributes&) = delete;
+    const posix_spawnattr_t* get() const { return &attr_; }
+
+private:
+    posix_spawnattr_t attr_;
+};
+
+// waitpid, retried when a signal interrupts it; the pid, 0 (WNOHANG, still running) or -1.
+pid_t waitChild(pid_t pid, int* status, int options);
+// Waits for the child to exit until deadlineMs (monotonicMs); false when it is still running.
+// A child reaped elsewhere counts as exited with status 127.
+bool waitUntil(pid_t pid, int64_t deadlineMs, int& status);
+// Kills the child's whole process group and reaps the child.
+void killGroupAndReap(pid_t pid);
+// Milliseconds of the monotonic clock, for run-time bounds.
+int64_t monotonicMs();
+
+} // namespace ChildProcess
+} // namespace VRX

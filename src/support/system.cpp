@@ -1,0 +1,142 @@
+#include "support/system.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <fcntl.h>
+#include <poll.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "support/child_process.h"
+
+extern char** environ;
+
+namespace VRX {
+
+namespace {
+
+using ChildProcess::monotonicMs;
+
+// What a shell reports for a program it cannot start; callers only test for non-zero.
+constexpr int NOT_STARTED = 127;
+constexpr int TIMED_OUT = -1;
+constexpr size_t READ_CHUNK = 16384;
+
+std::vector<char*> argumentVector(std::vector<std::string>& words) {
+    std::vector<char*> argv;
+    for (std::string& word : words)
+        argv.push_back(&word[0]);
+    argv.push_back(nullptr);
+    return argv;
+}
+
+// Starts the program with stdin on /dev/null and stdout and stderr on the pipe's write end.
+bool spawnProgram(const std::string& command, std::vector<char*>& argv, int writeFd, pid_t& pid) {
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+    posix_spawn_file_actions_adddup2(&actions, writeFd, STDOUT_FILENO);
+    posix_spawn_file_actions_adddup2(&actions, writeFd, STDERR_FILENO);
+    ChildProcess::SpawnAttributes attributes;
+    int error =
+        posix_spawnp(&pid, command.c_str(), &actions, attributes.get(), argv.data(), environ);
+    posix_spawn_file_actions_destroy(&actions);
+    return error == 0;
+}
+
+// Reads the child's output until end of file; false when the deadline passes first. Output
+// beyond MAX_OUTPUT is read and dropped so that the child never blocks on a full pipe.
+bool collectOutput(int fd, int64_t deadline, std::string& output) {
+    char buffer[READ_CHUNK];
+    for (;;) {
+        int64_t left = deadline - monotonicMs();
+        if (left <= 0)
+            return false;
+        pollfd ready{fd, POLLIN, 0};
+        int events = poll(&ready, 1, static_cast<int>(std::min<int64_t>(left, INT_MAX)));
+        if (events < 0 && errno != EINTR)
+            return false;
+        if (events <= 0)
+            continue;
+        ssize_t got = read(fd, buffer, sizeof(buffer));
+        if (got < 0 && (errno == EINTR || errno == EAGAIN))
+            continue;
+        if (got <= 0)
+            return true;
+        size_t room = System::MAX_OUTPUT - std::min(output.size(), System::MAX_OUTPUT);
+        output.append(buffer, std::min(room, static_cast<size_t>(got)));
+    }
+}
+
+int resultOf(int status) {
+    if (WIFEXITED(status))
+        return WEXITSTATUS(status);
+    return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : NOT_STARTED;
+}
+
+} // namespace
+
+int System::execute(const std::string& command, const std::vector<std::string>& arguments,
+                    std::string& output) {
+    return execute(command, arguments, output, DEFAULT_TIMEOUT_MS);
+}
+
+int System::execute(const std::string& command, const std::vector<std::string>& arguments,
+                    std::string& output, unsigned int timeoutMs) {
+    output.clear();
+    std::vector<std::string> words{command};
+    words.insert(words.end(), arguments.begin(), arguments.end());
+    std::vector<char*> argv = argumentVector(words);
+
+    // O_CLOEXEC keeps this pipe out of programs that other threads start at the same time;
+    // otherwise their children would hold our write end open and delay our end of file.
+    int fds[2];
+    if (pipe2(fds, O_CLOEXEC) != 0)
+        return NOT_STARTED;
+    pid_t pid = 0;
+    bool started = spawnProgram(command, argv, fds[1], pid);
+    close(fds[1]);
+    if (!started) {
+        close(fds[0]);
+        return NOT_STARTED;
+    }
+    int64_t deadline = monotonicMs() + timeoutMs;
+    int status = 0;
+    bool finished =
+        collectOutput(fds[0], deadline, output) && ChildProcess::waitUntil(pid, deadline, status);
+    if (!finished)
+        ChildProcess::killGroupAndReap(pid);
+    close(fds[0]);
+    return finished ? resultOf(status) : TIMED_OUT;
+}
+
+int System::readFile(const std::string& path, std::string& content) {
+    content.clear();
+    int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0)
+        return -1;
+    char buffer[READ_CHUNK];
+    int result = 0;
+    for (;;) {
+        ssize_t got = read(fd, buffer, sizeof(buffer));
+        if (got < 0 && errno == EINTR)
+            continue;
+        if (got <= 0) {
+            result = got < 0 ? -1 : 0;
+            break;
+        }
+        if (content.size() + static_cast<size_t>(got) > MAX_FILE) {
+            result = -1;
+            break;
+        }
+        content.append(buffer, static_cast<size_t>(got));
+    }
+    close(fd);
+    if (result != 0)
+        content.clear();
+    return result;
+}
+
+} // namespace VRX
