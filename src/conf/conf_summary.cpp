@@ -1,0 +1,24 @@
+#include "conf/conf_summary.h"
+
+#include "support/log.h"
+
+namespace {
+
+void logWanLine(const WanConfig& c) {
+    LOG_INFO("  %-8s: [%-5s] - %-8s, Prio/W [%u/%u], [%s][%s], Interval [%-2u], Tcp [:%hu], "
+             "Icmp [#%u], Host [%s: %s]",
+             wanTypeName(c.type), c.name.c_str(), c.enabled ? "enabled" : "disabled", c.priority,
+             c.weight, monitorModeName(c.monitorMode), checkTypeName(c.checkType), c.checkInterval,
+             c.tcpPort, static_cast<unsigned>(c.icmpCount), c.hostKind == Fqdn ? "fqdn" : "ipv4",
+             c.hostname.c_str());
+}
+
+} // namespace
+
+void logConfSummary(Mode mode, const std::list<WanConfig>& configs) {
+    LOG_INFO("Configuration loaded:");
+    LOG_INFO("  Uplinker mode [%s]", modeName(mode));
+    LOG_INFO("  Number of wan interfaces [%d]", static_cast<int>(configs.size()));
+    for (const WanConfig& c : configs)
+        logWanLine(c);
+}
