@@ -1,0 +1,94 @@
+// Driving the active checks: starting them on the WANs that may matter and collecting the
+// verdicts their check threads leave behind.
+#include "app/app.h"
+#include "app/bool_text.h"
+#include "support/clock.h"
+#include "support/lock.h"
+#include "support/log.h"
+
+namespace {
+
+CheckState readCheckState(Wan& wan) {
+    VRX::LockGuard guard(wan.lock);
+    return wan.checkState;
+}
+
+int32_t readLastCheckTime(Wan& wan) {
+    VRX::LockGuard guard(wan.lock);
+    return wan.lastCheckTime;
+}
+
+// True once interval seconds have passed since the last check, or when the clock is behind
+// the stamp (which can only mean the stamp is not to be trusted).
+bool intervalElapsed(int32_t lastCheckTime, uint32_t interval) {
+    const int64_t now = monotonicSeconds();
+    return now < lastCheckTime || now - lastCheckTime >= static_cast<int64_t>(interval);
+}
+
+// Starts a check on an idle WAN whose interval has run out; a WAN without internet is checked
+// at the short interval so that it can come back quickly.
+void startCheckIfDue(Wan& wan) {
+    if (!(wan.up && wan.misc && wan.ipValid() && wan.gwValid()))
+        return;
+    const int32_t last = readLastCheckTime(wan);
+    if (!wan.inet() && intervalElapsed(last, wan.config.shortCheckInterval)) {
+        LOG_TRACE("%s| Wan::checkActivate after a short interval", wan.ifname.c_str());
+        wan.checkActivate();
+    } else if (intervalElapsed(last, wan.config.checkInterval)) {
+        LOG_TRACE("%s| Wan::checkActivate", wan.ifname.c_str());
+        wan.checkActivate();
+    }
+}
+
+// Takes a finished verdict into activeResult and releases the check.
+void collectVerdict(Wan& wan, CheckState state) {
+    const char* name = wan.ifname.c_str();
+    if (state == SuccessUp) {
+        LOG_TRACE("%s| Wan::checkDone (up)", name);
+        wan.checkDone();
+        wan.activeResult = true;
+    } else if (state == SuccessDown) {
+        LOG_TRACE("%s| Wan::checkDone (down)", name);
+        wan.checkDone();
+        wan.activeResult = false;
+    } else if (state == Failed) {
+        LOG_TRACE("%s| Wan::checkDone (failed)", name);
+        wan.checkDone();
+    }
+}
+
+} // namespace
+
+void App::driveActiveChecks() {
+    if (mode != Failover || lastEnabledWan < 0 || wans.empty())
+        return;
+    // New checks only for the current WAN and those preferred to it; with no current WAN the
+    // last resort is left out, as it counts as usable without a check.
+    const int limit = currentWan != -1 ? currentWan : lastEnabledWan - 1;
+    int top = lastEnabledWan;
+    if (static_cast<size_t>(top) >= wans.size())
+        top = static_cast<int>(wans.size()) - 1;
+    // From the bottom up, so a less preferred WAN's reaction is recorded first and a preferred
+    // one's can override it.
+    for (int index = top; index >= 0; --index) {
+        Wan& wan = wans[index];
+        if (!wan.config.enabled || wan.config.monitorMode != Active)
+            continue;
+        const bool oldResult = wan.activeResult;
+        const CheckState state = readCheckState(wan);
+        if (state == Idle && index <= limit)
+            startCheckIfDue(wan);
+        else
+            collectVerdict(wan, state);
+        if (wan.activeResult == oldResult)
+            continue;
+        LOG_TRACE("%s| Active check result changed to %s", wan.ifname.c_str(),
+                  boolText(wan.activeResult));
+        if (dumpVerbosity != 0)
+            dumpState("work", 373, "After active check result change");
+        if (!wan.activeResult)
+            processInetDown(wan.ifname);
+        else if (wan.inet())
+            processInetUp(wan.ifname);
+    }
+}

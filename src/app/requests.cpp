@@ -1,0 +1,29 @@
+// The switching point: the only place where the requests recorded by the event side turn into
+// a switch of the uplink.
+#include "app/app.h"
+#include "support/log.h"
+
+void App::applyRequests() {
+    if (searchNextInet) {
+        if (nextWan == -1) {
+            nextWan = searchNextWan(currentWan);
+            if (dumpVerbosity != 0)
+                dumpState("work", 272, "After searchNextWan()");
+        }
+        previousWan = currentWan;
+        currentWan = nextWan;
+        nextWan = -1;
+        searchNextInet = false;
+        refreshInet = true;
+    }
+    if (!refreshInet)
+        return;
+    if (dumpVerbosity != 0)
+        dumpState("work", 282, "Before switchInet()");
+    // switchInet tells the hook the direction from previousWan, so it is advanced only after.
+    switchInet();
+    previousWan = currentWan;
+    refreshInet = false;
+    if (dumpVerbosity != 0)
+        dumpState("work", 286, "After switchInet()");
+}

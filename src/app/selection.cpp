@@ -1,0 +1,109 @@
+// The selection policy: which WAN should carry the default route, and the reactions to a WAN
+// gaining or losing internet. The reactions only record requests; the work step acts on them.
+#include <algorithm>
+
+#include "app/app.h"
+#include "support/log.h"
+
+namespace {
+
+// Index of the named WAN, or -1 for an empty or unknown name.
+int indexOfName(App& app, const std::string& name) {
+    if (name.empty())
+        return -1;
+    auto it = app.findWanByName(name);
+    if (it == app.wans.end())
+        return -1;
+    return static_cast<int>(it - app.wans.begin());
+}
+
+} // namespace
+
+int App::searchNextWan(int from) {
+    LOG_TRACE("App::searchNextWan for %d", from);
+    if (dumpVerbosity != 0)
+        dumpState("searchNextWan", 392, "At the beginning of searchNextWan()");
+    // Unsigned positions: -1 starts at the top, any other negative start finds nothing.
+    for (size_t index = static_cast<uint32_t>(from) + size_t{1}; index < wans.size(); ++index) {
+        if (!wans[index].config.enabled)
+            continue;
+        if (mode != Constant && mode != Failover) {
+            LOG_WARNING("Unsupported mode");
+            continue;
+        }
+        if (wans[index].inet()) {
+            LOG_TRACE("App::searchNextWan: next wan found %u", static_cast<unsigned>(index));
+            return static_cast<int>(index);
+        }
+        // In Constant mode only the first enabled WAN after the start may be chosen.
+        if (mode == Constant)
+            return -1;
+    }
+    return -1;
+}
+
+void App::processInetDown(const std::string& name) {
+    LOG_TRACE("%s| App::processInetDown", name.c_str());
+    writeInterfaceState(name, false);
+    if (initStage != 4)
+        return;
+    const int index = indexOfName(*this, name);
+    const bool isCurrent = index != -1 && index == currentWan;
+    if (mode == Constant) {
+        if (isCurrent) {
+            previousWan = currentWan;
+            currentWan = -1;
+            refreshInet = true;
+        }
+    } else if (mode == Failover) {
+        if (isCurrent)
+            searchNextInet = true;
+        else
+            refreshInet = true;
+    } else {
+        LOG_WARNING("Unsupported mode");
+    }
+}
+
+void App::processInetUp(const std::string& name) {
+    LOG_TRACE("%s| App::processInetUp", name.c_str());
+    writeInterfaceState(name, true);
+    if (initStage != 4)
+        return;
+    const int index = indexOfName(*this, name);
+    if (mode == Constant) {
+        if (index == -1)
+            return;
+        if (currentWan == -1)
+            searchNextInet = true;
+        else if (index == currentWan)
+            refreshInet = true;
+    } else if (mode == Failover) {
+        if (index == -1) {
+            refreshInet = true;
+        } else if (currentWan == -1) {
+            searchNextInet = true;
+        } else if (currentWan > index) {
+            // A more preferred WAN is back: switch to it without searching.
+            nextWan = index;
+            searchNextInet = true;
+        } else {
+            refreshInet = true;
+        }
+    } else {
+        LOG_WARNING("Unsupported mode");
+    }
+}
+
+std::vector<Wan>::iterator App::findWanByName(const std::string& name) {
+    return std::find_if(wans.begin(), wans.end(),
+                        [&name](const Wan& wan) { return wan.ifname == name; });
+}
+
+int App::findWanByIndex(int32_t ifIndex) const {
+    for (size_t index = 0; index < wans.size(); ++index) {
+        if (wans[index].ifIndex == ifIndex)
+            return static_cast<int>(index);
+    }
+    return -1;
+}

@@ -1,0 +1,77 @@
+// Applying the engine's choice to the system: current-WAN file, default route, resolver link
+// and the after-switch hook, always in that order.
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <string>
+
+#include "app/app.h"
+#include "app/state_file.h"
+#include "support/log.h"
+#include "support/shell.h"
+
+namespace {
+
+std::string dottedQuad(uint32_t address) {
+    in_addr value{};
+    value.s_addr = address;
+    char text[INET_ADDRSTRLEN] = {};
+    if (inet_ntop(AF_INET, &value, text, sizeof(text)) == nullptr)
+        return "255.255.255.255";
+    return text;
+}
+
+// Replaces the main table's default route with one through the given WAN.
+void replaceDefaultRoute(const Wan& wan) {
+    const std::string del = "ip route del default table main";
+    LOG_TRACE("App::switchInet: %s", del.c_str());
+    runShell(del, COMMAND_TIMEOUT_S);
+    // Interface names come from the configuration service; shellWord keeps an odd one a
+    // single inert word.
+    const std::string add = "ip route add default via " + dottedQuad(wan.gateway) + " dev " +
+                            shellWord(wan.ifname) + " table main";
+    LOG_TRACE("App::switchInet: %s", add.c_str());
+    runShell(add, COMMAND_TIMEOUT_S);
+}
+
+// " -d up" when the uplink moved to a more preferred WAN or appeared, " -d down" when it moved
+// to a less preferred one or vanished, nothing for a refresh.
+const char* hookDirection(int previousWan, int currentWan) {
+    if (currentWan == -1)
+        return previousWan != -1 ? " -d down" : "";
+    if (previousWan == currentWan)
+        return "";
+    if (previousWan == -1 || previousWan > currentWan)
+        return " -d up";
+    return " -d down";
+}
+
+} // namespace
+
+void App::writeCurrentWan(const std::string& name) {
+    std::ofstream out;
+    if (!openStateFile(out, CURRENT_WAN_FILE, CURRENT_WAN_DIR))
+        return;
+    out << name << '\n';
+    out.flush();
+}
+
+void App::switchInet() {
+    const bool haveWan = currentWan >= 0 && static_cast<size_t>(currentWan) < wans.size();
+    if (!haveWan) {
+        LOG_TRACE("App::switchInet: Current wan is -1");
+        writeCurrentWan("");
+    } else {
+        const Wan& wan = wans[currentWan];
+        LOG_TRACE("App::switchInet: Current wan is %s (%d)", wan.ifname.c_str(), currentWan);
+        writeCurrentWan(wan.ifname);
+        replaceDefaultRoute(wan);
+        for (size_t index = 0; index < wans.size(); ++index)
+            wans[index].linkResolvConf(static_cast<int>(index) == currentWan);
+    }
+    std::string hook = HOOK_PATH;
+    if (haveWan)
+        hook += " -i " + shellWord(wans[currentWan].ifname);
+    hook += hookDirection(previousWan, haveWan ? currentWan : -1);
+    LOG_TRACE("App::switchInet: %s", hook.c_str());
+    runShell(hook, HOOK_TIMEOUT_S);
+}
