@@ -1,0 +1,75 @@
+#include "common/icmp_echo.h"
+
+namespace tools {
+namespace {
+
+constexpr uint8_t kEchoReply = 0;
+constexpr uint8_t kEchoRequest = 8;
+constexpr size_t kIcmpHeaderSize = 8;
+constexpr size_t kMinIpHeaderSize = 20;
+constexpr uint8_t kProtocolIcmp = 1;
+
+uint16_t read16(const uint8_t* at) {
+    return static_cast<uint16_t>((at[0] << 8) | at[1]);
+}
+
+void write16(uint8_t* at, uint16_t value) {
+    at[0] = static_cast<uint8_t>(value >> 8);
+    at[1] = static_cast<uint8_t>(value & 0xff);
+}
+
+// Skips the IPv4 header after checking that it is whole and carries ICMP; returns the offset
+// of the ICMP message or 0 when the datagram is unusable.
+size_t icmpOffset(const uint8_t* data, size_t length) {
+    if (length < kMinIpHeaderSize || (data[0] >> 4) != 4)
+        return 0;
+    size_t headerSize = static_cast<size_t>(data[0] & 0x0f) * 4;
+    if (headerSize < kMinIpHeaderSize || headerSize > length || data[9] != kProtocolIcmp)
+        return 0;
+    return headerSize;
+}
+
+} // namespace
+
+uint16_t internetChecksum(const uint8_t* data, size_t length) {
+    uint32_t sum = 0;
+    size_t i = 0;
+    for (; i + 1 < length; i += 2)
+        sum += read16(data + i);
+    if (i < length)
+        sum += static_cast<uint32_t>(data[i]) << 8;
+    while (sum >> 16)
+        sum = (sum & 0xffff) + (sum >> 16);
+    return static_cast<uint16_t>(~sum & 0xffff);
+}
+
+std::vector<uint8_t> buildEchoRequest(uint16_t id, uint16_t seq) {
+    std::vector<uint8_t> packet(kIcmpHeaderSize + kEchoPayloadSize, 0);
+    packet[0] = kEchoRequest;
+    write16(&packet[4], id);
+    write16(&packet[6], seq);
+    for (size_t i = 0; i < kEchoPayloadSize; ++i)
+        packet[kIcmpHeaderSize + i] = static_cast<uint8_t>(i);
+    write16(&packet[2], internetChecksum(packet.data(), packet.size()));
+    return packet;
+}
+
+bool isOurEchoReply(const uint8_t* data, size_t length, in_addr sender,
+                    const EchoExpectation& expected) {
+    if (sender.s_addr != expected.target.s_addr)
+        return false;
+    size_t offset = 0;
+    if (expected.withIpHeader && (offset = icmpOffset(data, length)) == 0)
+        return false;
+    if (length - offset < kIcmpHeaderSize)
+        return false;
+    const uint8_t* icmp = data + offset;
+    if (icmp[0] != kEchoReply || icmp[1] != 0)
+        return false;
+    if (expected.checkId && read16(icmp + 4) != expected.id)
+        return false;
+    uint16_t seq = read16(icmp + 6);
+    return seq >= 1 && seq <= expected.lastSeq;
+}
+
+} // namespace tools
