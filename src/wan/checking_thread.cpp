@@ -44,9 +44,9 @@ void buildProbe(const WanConfig& config, const std::string& localAddress, const 
                 std::string& command, std::vector<std::string>& arguments) {
     if (config.checkType == Tcp) {
         command = "inet-check";
-        arguments = {"-m",       "active", "-h", target,
-                     "-t",       "tcp",    "-p", std::to_string(config.tcpPort),
-                     config.name};
+        arguments = {"-m", "active", "-h", target, "-t", "tcp", "-p"};
+        arguments.push_back(std::to_string(config.tcpPort));
+        arguments.push_back(config.name);
         return;
     }
     command = "uplinker-ping";
