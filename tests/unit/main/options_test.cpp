@@ -1,0 +1,185 @@
+// Command line and log target of the built binary. Without a configuration service init fails,
+// so each run ends on its own with status 0 after "init failed!".
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include "common/test_util.h"
+#include "main/uplinker_process.h"
+
+using maintest::indexOf;
+using maintest::logLines;
+using maintest::UplinkerProcess;
+
+namespace {
+
+const std::vector<std::string> USAGE = {
+    "Usage: uplinker [param]",
+    "Params:",
+    "    -i         : interactive (foreground) mode",
+    "    -p <level> : log level out of range [0-100]",
+    "    -l <file>  : log to file",
+    "    -e         : log to stdout",
+    "    -d         : dump wan states (one more -d for more verbosity)",
+    "    -h         : this help",
+};
+
+// Runs to the end and returns the finished process; asserts it ended with status 0.
+void runToEnd(UplinkerProcess& process) {
+    ASSERT_TRUE(process.started());
+    ASSERT_TRUE(process.waitExit(30000)) << process.out();
+    EXPECT_EQ(0, process.exitStatus()) << process.out() << process.err();
+}
+
+std::string startLine(const std::string& level) {
+    return "INFO uplinker starting up with log level " + level;
+}
+
+int countUsage(const std::vector<std::string>& lines) {
+    int count = 0;
+    for (const std::string& line : lines)
+        count += line == USAGE[0] ? 1 : 0;
+    return count;
+}
+
+} // namespace
+
+TEST(CommandLine, HelpPrintsUsageThenStartsAndEndsOnInitFailure) {
+    testutil::TempDir dir;
+    UplinkerProcess process({"-h", "-i", "-e"}, dir.path());
+    runToEnd(process);
+    const std::vector<std::string> lines = testutil::splitLines(process.out());
+    ASSERT_GE(lines.size(), USAGE.size());
+    EXPECT_EQ(USAGE, std::vector<std::string>(lines.begin(), lines.begin() + USAGE.size()));
+    const std::vector<std::string> log = process.log();
+    ASSERT_FALSE(log.empty());
+    EXPECT_EQ(startLine("INFO"), log.front());
+    EXPECT_GE(indexOf(log, "ERROR init failed!"), 0);
+    EXPECT_LT(indexOf(log, "DEBUG main loop"), 0);
+}
+
+TEST(CommandLine, UsageNeverStopsTheStart) {
+    struct Case {
+        std::vector<std::string> args;
+        int usageCount;
+        bool diagnostic; // getopt complains on standard error
+    };
+    const std::vector<Case> cases = {
+        {{"-i", "-e"}, 0, false},
+        {{"-i", "-?", "-e"}, 1, true},
+        {{"-i", "-x", "-e", "-h"}, 2, true},
+        {{"-i", "-e", "-p"}, 1, true},
+    };
+    for (const Case& c : cases) {
+        testutil::TempDir dir;
+        UplinkerProcess process(c.args, dir.path());
+        runToEnd(process);
+        const std::string joined = testing::PrintToString(c.args);
+        EXPECT_EQ(c.usageCount, countUsage(testutil::splitLines(process.out()))) << joined;
+        EXPECT_EQ(c.diagnostic, !process.err().empty()) << joined << process.err();
+        const std::vector<std::string> log = process.log();
+        EXPECT_EQ(startLine("INFO"), log.empty() ? "" : log.front()) << joined;
+        EXPECT_GE(indexOf(log, "ERROR init failed!"), 0) << joined;
+    }
+}
+
+TEST(CommandLine, PrintLevelAcceptsOnlyNumbersUpToHundred) {
+    struct Case {
+        std::vector<std::string> levelArgs;
+        std::string levelName;
+        bool debugShown;
+    };
+    const std::vector<Case> cases = {
+        {{"-p", "0"}, "TRACE", true},
+        {{"-p", "20"}, "DEBUG", true},
+        {{"-p", "101"}, "INFO", false},
+        {{"-p", "-1"}, "INFO", false},
+        {{"-p", "abc"}, "INFO", false},
+        {{"-p", "0", "-p", "101"}, "TRACE", true},
+        {{"-p", "0", "-p", "40"}, "INFO", false},
+    };
+    for (const Case& c : cases) {
+        testutil::TempDir dir;
+        std::vector<std::string> args = {"-i", "-e"};
+        args.insert(args.end(), c.levelArgs.begin(), c.levelArgs.end());
+        UplinkerProcess process(args, dir.path());
+        runToEnd(process);
+        const std::string joined = testing::PrintToString(args);
+        const std::vector<std::string> log = process.log();
+        ASSERT_FALSE(log.empty()) << joined;
+        EXPECT_EQ(startLine(c.levelName), log.front()) << joined;
+        EXPECT_EQ(c.debugShown, indexOf(log, "DEBUG start init") >= 0) << joined;
+        EXPECT_EQ(c.debugShown, indexOf(log, "DEBUG done") >= 0) << joined;
+        EXPECT_GE(indexOf(log, "ERROR init failed!"), 0) << joined;
+    }
+}
+
+TEST(CommandLine, TraceShowsForegroundStepsInOrder) {
+    testutil::TempDir dir;
+    UplinkerProcess process({"-i", "-e", "-p", "0"}, dir.path());
+    runToEnd(process);
+    const std::vector<std::string> log = process.log();
+    const int handlers = indexOf(log, "DEBUG set signal handlers");
+    const int init = indexOf(log, "DEBUG start init");
+    const int failed = indexOf(log, "ERROR init failed!");
+    const int done = indexOf(log, "DEBUG done");
+    EXPECT_LT(0, handlers);
+    EXPECT_LT(handlers, init);
+    EXPECT_LT(init, failed);
+    EXPECT_LT(failed, done);
+    EXPECT_EQ(static_cast<int>(log.size()) - 1, done);
+    EXPECT_LT(indexOf(log, "DEBUG start demonize"), 0);
+    EXPECT_LT(indexOf(log, "DEBUG start deinit"), 0);
+}
+
+TEST(LogTarget, FileReceivesTheLog) {
+    testutil::TempDir dir;
+    const std::string file = dir.path() + "/x.log";
+    UplinkerProcess process({"-i", "-l", file}, dir.path());
+    runToEnd(process);
+    const std::vector<std::string> log = logLines(testutil::readText(file));
+    ASSERT_FALSE(log.empty());
+    EXPECT_EQ(startLine("INFO"), log.front());
+    EXPECT_GE(indexOf(log, "ERROR init failed!"), 0);
+    EXPECT_TRUE(process.log().empty()) << process.out();
+}
+
+TEST(LogTarget, LastFileWins) {
+    testutil::TempDir dir;
+    const std::string first = dir.path() + "/first.log";
+    const std::string second = dir.path() + "/second.log";
+    UplinkerProcess process({"-i", "-l", first, "-l", second}, dir.path());
+    runToEnd(process);
+    struct stat info;
+    EXPECT_NE(0, stat(first.c_str(), &info));
+    EXPECT_GE(indexOf(logLines(testutil::readText(second)), startLine("INFO")), 0);
+}
+
+TEST(LogTarget, StdoutOverridesFile) {
+    testutil::TempDir dir;
+    const std::string file = dir.path() + "/y.log";
+    UplinkerProcess process({"-i", "-e", "-l", file}, dir.path());
+    runToEnd(process);
+    struct stat info;
+    EXPECT_NE(0, stat(file.c_str(), &info)) << "the file must not be opened";
+    EXPECT_GE(indexOf(process.log(), startLine("INFO")), 0);
+}
+
+TEST(LogTarget, EmptyFileNameUsesDefaultInWorkingDirectory) {
+    testutil::TempDir dir;
+    testutil::TempDir work;
+    UplinkerProcess process({"-i", "-l", ""}, dir.path(), work.path());
+    runToEnd(process);
+    const std::vector<std::string> log =
+        logLines(testutil::readText(work.path() + "/uplinker.log"));
+    EXPECT_GE(indexOf(log, startLine("INFO")), 0);
+}
+
+TEST(LogTarget, UnusableFileFallsBackToStdoutWithWarning) {
+    testutil::TempDir dir;
+    UplinkerProcess process({"-i", "-l", dir.path() + "/missing/dir/z.log"}, dir.path());
+    runToEnd(process);
+    const std::vector<std::string> log = process.log();
+    ASSERT_GE(log.size(), 2u) << process.out();
+    EXPECT_EQ("WARNING unable to log to file", log[0]);
+    EXPECT_EQ(startLine("INFO"), log[1]);
+}
