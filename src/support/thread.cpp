@@ -27,7 +27,10 @@ Thread::~Thread() {
 }
 
 void* Thread::entry(void* self) {
-    static_cast<Thread*>(self)->run();
+    Thread* thread = static_cast<Thread*>(self);
+    // Named from inside, so the name is in place before the body runs.
+    pthread_setname_np(pthread_self(), thread->name_.substr(0, THREAD_NAME_MAX).c_str());
+    thread->run();
     return nullptr;
 }
 
@@ -53,7 +56,6 @@ void Thread::start() {
     if (created != 0)
         return;
     started_ = true;
-    pthread_setname_np(thread_, name_.substr(0, THREAD_NAME_MAX).c_str());
 }
 
 void Thread::stop() {
