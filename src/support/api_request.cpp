@@ -45,6 +45,8 @@ std::string fetch(const std::string& url, Body& body) {
     // The daemon is multi-threaded: curl must not use signals for its time-outs.
     curl_easy_setopt(handle, CURLOPT_NOSIGNAL, 1L);
     curl_easy_setopt(handle, CURLOPT_URL, url.c_str());
+    // The device API lives on this host; a proxy named in the environment must not carry it.
+    curl_easy_setopt(handle, CURLOPT_PROXY, "");
     curl_easy_setopt(handle, CURLOPT_CONNECTTIMEOUT, ApiRequest::CONNECT_TIMEOUT_S);
     curl_easy_setopt(handle, CURLOPT_TIMEOUT, ApiRequest::TOTAL_TIMEOUT_S);
     curl_easy_setopt(handle, CURLOPT_ERRORBUFFER, error);

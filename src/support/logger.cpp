@@ -30,9 +30,10 @@ struct LoggerState {
     std::atomic<int> level{Level::INFO_LEVEL};
 };
 
+// Never destroyed: threads and static destructors may still log while the process exits.
 LoggerState& state() {
-    static LoggerState instance;
-    return instance;
+    static LoggerState* instance = new LoggerState;
+    return *instance;
 }
 
 // Drops the current target; called with the mutex held.

@@ -19,11 +19,8 @@ Thread::Thread(const std::string& name, bool /*flag*/) : name_(name) {}
 
 Thread::~Thread() {
     // Derived classes stop first; this only guards against a thread outliving its object.
-    if (started_) {
-        canceled_ = true;
-        pthread_join(thread_, nullptr);
-        started_ = false;
-    }
+    if (started_)
+        Thread::stop();
 }
 
 void* Thread::entry(void* self) {

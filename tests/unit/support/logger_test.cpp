@@ -3,7 +3,12 @@
 
 #include <fcntl.h>
 #include <regex>
+#include <sched.h>
+#include <sys/mount.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
+#include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
 
@@ -124,6 +129,61 @@ TEST(LoggerTest, UnreachableSystemLogKeepsThePreviousTarget) {
     EXPECT_FALSE(VRX::Logger::setup(VRX::Logger::SYSLOG_MODE, "UPLINKER", 0, 0));
     LOG_INFO("after syslog refused");
     EXPECT_TRUE(capture.has("after syslog refused"));
+}
+
+// Exit statuses of the system-log child below.
+constexpr int CHILD_SKIP = 77;
+
+// In a private mount namespace with its own /dev, listens on /dev/log, logs one message per
+// level and checks each datagram's priority and text; the exit status tells the parent.
+int syslogChild() {
+    if (unshare(CLONE_NEWNS) != 0 || mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) ||
+        mount("private-dev", "/dev", "tmpfs", 0, nullptr) != 0)
+        return CHILD_SKIP;
+    int fd = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    snprintf(address.sun_path, sizeof(address.sun_path), "/dev/log");
+    if (bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof(address)) != 0)
+        return CHILD_SKIP;
+    timeval patience{5, 0};
+    setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof(patience));
+    if (!VRX::Logger::setup(VRX::Logger::SYSLOG_MODE, "UPLINKER", 0, 0))
+        return 1;
+    VRX::Logger::setPrintLevel(Level::TRACE_LEVEL, true);
+    // LOG_DAEMON (3 << 3) with debug 7, info 6, warning 4, error 3, critical 2.
+    const std::pair<int, const char*> expected[] = {
+        {Level::TRACE_LEVEL, "<31>"},   {Level::DEBUG_LEVEL, "<31>"}, {Level::INFO_LEVEL, "<30>"},
+        {Level::WARNING_LEVEL, "<28>"}, {Level::ERROR_LEVEL, "<27>"}, {Level::FATAL_LEVEL, "<26>"}};
+    const std::string tail = "]: message at ";
+    for (const auto& e : expected) {
+        VRX::Logger::printfGeneric(e.first, "L", "message at %d\n", e.first);
+        char buffer[512];
+        ssize_t got = recv(fd, buffer, sizeof(buffer) - 1, 0);
+        if (got <= 0)
+            return 2;
+        std::string datagram(buffer, static_cast<size_t>(got));
+        std::string ending =
+            "UPLINKER[" + std::to_string(getpid()) + tail + std::to_string(e.first);
+        if (datagram.rfind(e.second, 0) != 0 || datagram.size() < ending.size() ||
+            datagram.compare(datagram.size() - ending.size(), ending.size(), ending) != 0)
+            return 3;
+    }
+    return 0;
+}
+
+TEST(LoggerTest, SystemLogGetsMessagesWithTheirPriority) {
+    fflush(nullptr);
+    pid_t child = fork();
+    ASSERT_GE(child, 0);
+    if (child == 0)
+        _exit(syslogChild());
+    int status = 0;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    ASSERT_TRUE(WIFEXITED(status));
+    if (WEXITSTATUS(status) == CHILD_SKIP)
+        GTEST_SKIP() << "no private mount namespace here";
+    EXPECT_EQ(WEXITSTATUS(status), 0) << "1: setup refused, 2: no datagram, 3: wrong datagram";
 }
 
 TEST(LoggerTest, StdoutGetsWholeLinesThroughDescriptorOne) {
