@@ -21,13 +21,16 @@ constexpr int32_t WLAN0_TABLE = 102;
 constexpr uint32_t FLAGS_RUNNING = 0x10041;
 
 class NetlinkTest : public ::testing::Test {
+public:
+    // A passive Ethernet WAN with its own routing table.
+    static WanConfig wanConfig(const std::string& name, uint32_t priority, int32_t table,
+                               bool enabled);
+
 protected:
     // eth0 and wlan0 enabled (in that order), eth1 disabled; Failover; start-up complete.
     NetlinkTest();
     ~NetlinkTest() override;
 
-    static WanConfig wanConfig(const std::string& name, uint32_t priority, int32_t table,
-                               bool enabled);
     // Rebuilds the table from other settings.
     void rebuild(const std::vector<WanConfig>& configs, Mode mode);
     // Sends one datagram as the kernel would and lets the App read it.
