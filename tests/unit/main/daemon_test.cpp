@@ -1,5 +1,6 @@
 // Instance lock, daemon start, pid file and signals of the built binary, served a configuration
 // with no WANs so that init succeeds and the main loop runs.
+#include <algorithm>
 #include <chrono>
 #include <climits>
 #include <csignal>
@@ -28,6 +29,11 @@ std::string readLink(const std::string& path) {
     char target[PATH_MAX];
     const ssize_t length = readlink(path.c_str(), target, sizeof(target) - 1);
     return length < 0 ? "" : std::string(target, static_cast<size_t>(length));
+}
+
+bool hasSanitizerReport(const std::string& err) {
+    return err.find("Sanitizer") != std::string::npos ||
+           err.find("runtime error:") != std::string::npos;
 }
 
 // Pid of the process holding a write lock on the whole file, or -1.
@@ -106,6 +112,7 @@ TEST_F(Daemon, ForegroundLoopLogsReconfigureAndStopsOnSignal) {
         EXPECT_EQ("DEBUG done", log.back());
         EXPECT_LT(indexOf(log, "DEBUG start demonize"), 0);
         EXPECT_LT(indexOf(log, "ERROR init failed!"), 0);
+        EXPECT_FALSE(hasSanitizerReport(process.err())) << process.err();
         struct stat info;
         EXPECT_NE(0, stat(DAEMON_PID_FILE, &info)) << "no pid file in the foreground";
     }
@@ -185,4 +192,43 @@ TEST_F(Daemon, LockPassesOnOnceTheHolderEnds) {
     second.sendSignal(SIGTERM);
     ASSERT_TRUE(second.waitExit(15000));
     EXPECT_EQ(0, second.exitStatus());
+    EXPECT_FALSE(hasSanitizerReport(first.err())) << first.err();
+    EXPECT_FALSE(hasSanitizerReport(second.err())) << second.err();
+}
+
+TEST_F(Daemon, EachDumpOptionAddsVerbosity) {
+    const std::string initDump =
+        "TRACE Current wan interfaces state [init:172]: At the end of App::init()";
+    const std::string stepDump = "TRACE Current wan interfaces state [work:211]:";
+    struct Case {
+        std::vector<std::string> dumpArgs;
+        int initDumps;
+        bool stepDumps;
+    };
+    const std::vector<Case> cases = {
+        {{}, 0, false}, {{"-d"}, 1, false}, {{"-d", "-d"}, 1, true}, {{"-d", "-d", "-d"}, 1, true}};
+    for (const Case& c : cases) {
+        std::vector<std::string> args = {"-i", "-e", "-p", "0"};
+        args.insert(args.end(), c.dumpArgs.begin(), c.dumpArgs.end());
+        SCOPED_TRACE(testing::PrintToString(args));
+        testutil::TempDir out;
+        UplinkerProcess process(args, out.path());
+        ASSERT_TRUE(process.waitForLog("DEBUG main loop")) << process.out();
+        // A work step runs between two reconfigure lines, so its dumps are in by the second.
+        for (int hangups = 1; hangups <= 2; ++hangups) {
+            process.sendSignal(SIGHUP);
+            ASSERT_TRUE(testutil::waitFor([&] {
+                const std::vector<std::string> log = process.log();
+                return std::count(log.begin(), log.end(), "DEBUG start reconfigure") == hangups;
+            })) << process.out();
+        }
+        process.sendSignal(SIGTERM);
+        ASSERT_TRUE(process.waitExit(15000));
+        const std::vector<std::string> log = process.log();
+        EXPECT_EQ(c.initDumps, std::count(log.begin(), log.end(), initDump));
+        const bool stepDumps = std::any_of(log.begin(), log.end(), [&](const std::string& line) {
+            return line.rfind(stepDump, 0) == 0;
+        });
+        EXPECT_EQ(c.stepDumps, stepDumps) << process.out();
+    }
 }
