@@ -34,6 +34,13 @@ SpawnAttributes::~SpawnAttributes() {
     posix_spawnattr_destroy(&attr_);
 }
 
+void SpawnFileActions::closeInherited() {
+    // Descriptors opened without O_CLOEXEC (by us or a library) must not reach probes or hook
+    // scripts: a long-lived grandchild holding one would keep, for example, a socket of the
+    // daemon alive after the daemon has gone.
+    posix_spawn_file_actions_addclosefrom_np(&actions_, STDERR_FILENO + 1);
+}
+
 pid_t waitChild(pid_t pid, int* status, int options) {
     for (;;) {
         pid_t result = waitpid(pid, status, options);

@@ -22,6 +22,21 @@ private:
     posix_spawnattr_t attr_;
 };
 
+// File actions for a child; closeInherited is to be added last.
+class SpawnFileActions {
+public:
+    SpawnFileActions() { posix_spawn_file_actions_init(&actions_); }
+    ~SpawnFileActions() { posix_spawn_file_actions_destroy(&actions_); }
+    SpawnFileActions(const SpawnFileActions&) = delete;
+    SpawnFileActions& operator=(const SpawnFileActions&) = delete;
+    posix_spawn_file_actions_t* get() { return &actions_; }
+    // Closes every descriptor above standard error in the child.
+    void closeInherited();
+
+private:
+    posix_spawn_file_actions_t actions_;
+};
+
 // waitpid, retried when a signal interrupts it; the pid, 0 (WNOHANG, still running) or -1.
 pid_t waitChild(pid_t pid, int* status, int options);
 // Waits for the child to exit until deadlineMs (monotonicMs); false when it is still running.

@@ -36,8 +36,10 @@ int runShell(const std::string& command, unsigned int timeoutSeconds) {
     char* argv[] = {&shell[0], &flag[0], &text[0], nullptr};
     using namespace VRX::ChildProcess;
     SpawnAttributes attributes;
+    SpawnFileActions actions;
+    actions.closeInherited();
     pid_t pid = 0;
-    if (posix_spawn(&pid, SHELL_PATH, nullptr, attributes.get(), argv, environ) != 0)
+    if (posix_spawn(&pid, SHELL_PATH, actions.get(), attributes.get(), argv, environ) != 0)
         return -1;
     int status = 0;
     int64_t deadline = monotonicMs() + static_cast<int64_t>(timeoutSeconds) * 1000;

@@ -34,16 +34,14 @@ std::vector<char*> argumentVector(std::vector<std::string>& words) {
 
 // Starts the program with stdin on /dev/null and stdout and stderr on the pipe's write end.
 bool spawnProgram(const std::string& command, std::vector<char*>& argv, int writeFd, pid_t& pid) {
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-    posix_spawn_file_actions_adddup2(&actions, writeFd, STDOUT_FILENO);
-    posix_spawn_file_actions_adddup2(&actions, writeFd, STDERR_FILENO);
+    ChildProcess::SpawnFileActions actions;
+    posix_spawn_file_actions_addopen(actions.get(), STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+    posix_spawn_file_actions_adddup2(actions.get(), writeFd, STDOUT_FILENO);
+    posix_spawn_file_actions_adddup2(actions.get(), writeFd, STDERR_FILENO);
+    actions.closeInherited();
     ChildProcess::SpawnAttributes attributes;
-    int error =
-        posix_spawnp(&pid, command.c_str(), &actions, attributes.get(), argv.data(), environ);
-    posix_spawn_file_actions_destroy(&actions);
-    return error == 0;
+    return posix_spawnp(&pid, command.c_str(), actions.get(), attributes.get(), argv.data(),
+                        environ) == 0;
 }
 
 // Reads the child's output until end of file; false when the deadline passes first. Output

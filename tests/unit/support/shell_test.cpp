@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include "common/test_util.h"
 #include "support/shell.h"
@@ -31,6 +32,14 @@ TEST(RunShellTest, CommandLineGoesThroughTheShell) {
     const std::string file = dir.path() + "/made";
     EXPECT_EQ(runShell("mkdir -p " + dir.path() + "/sub && echo made > " + file, 5), 0);
     EXPECT_EQ(testutil::readText(file), "made\n");
+}
+
+TEST(RunShellTest, CommandSeesOnlyTheStandardDescriptors) {
+    int leaky = dup2(STDERR_FILENO, 200);
+    ASSERT_EQ(leaky, 200);
+    EXPECT_EQ(runShell("test -e /proc/self/fd/2", 5), 0);
+    EXPECT_NE(runShell("test -e /proc/self/fd/200", 5), 0);
+    close(leaky);
 }
 
 TEST(RunShellTest, OverrunKillsTheProcessGroupAndWarns) {

@@ -149,6 +149,16 @@ TEST(ExecuteTest, LeavesNoDescriptorsAndNoZombies) {
     EXPECT_TRUE(noChildLeft());
 }
 
+TEST(ExecuteTest, ChildSeesOnlyTheStandardDescriptors) {
+    // A descriptor deliberately left without O_CLOEXEC, as a careless library might.
+    int leaky = dup2(STDERR_FILENO, 200);
+    ASSERT_EQ(leaky, 200);
+    std::string output;
+    EXPECT_EQ(System::execute("sh", {"-c", "test -e /proc/self/fd/2"}, output), 0);
+    EXPECT_NE(System::execute("sh", {"-c", "test -e /proc/self/fd/200"}, output), 0);
+    close(leaky);
+}
+
 TEST(ReadFileTest, ReadsTheWholeFile) {
     testutil::TempDir dir;
     const std::string content("line one\nline two\0binary\n", 25);
