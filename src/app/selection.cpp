@@ -23,8 +23,10 @@ int App::searchNextWan(int from) {
     LOG_TRACE("App::searchNextWan for %d", from);
     if (dumpVerbosity != 0)
         dumpState("searchNextWan", 392, "At the beginning of searchNextWan()");
-    // Unsigned positions: -1 starts at the top, any other negative start finds nothing.
-    for (size_t index = static_cast<uint32_t>(from) + size_t{1}; index < wans.size(); ++index) {
+    // Positions are unsigned 32-bit: -1 wraps to the top of the table, any other negative start
+    // lies beyond its end.
+    const uint32_t start = static_cast<uint32_t>(from) + 1u;
+    for (size_t index = start; index < wans.size(); ++index) {
         if (!wans[index].config.enabled)
             continue;
         if (mode != Constant && mode != Failover) {
