@@ -116,9 +116,12 @@ int run(const tools::PingArgs& args) {
         return tools::ExitFailed;
     }
     Pinger pinger;
-    bool ok = openPinger(args, target, pinger) && exchange(pinger, args.count);
+    bool opened = openPinger(args, target, pinger);
+    bool ok = opened && exchange(pinger, args.count);
     if (pinger.fd >= 0)
         close(pinger.fd);
+    if (!opened)
+        return tools::ExitFailed;
     char text[INET_ADDRSTRLEN] = "";
     inet_ntop(AF_INET, &target, text, sizeof text);
     std::printf("%s: %s %s\n", kProgram, text, ok ? "is alive" : "did not answer");
