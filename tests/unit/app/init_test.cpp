@@ -137,3 +137,15 @@ TEST_F(AppTest, DeinitClosesTheSocketOnce) {
     engine.deinit();
     EXPECT_EQ(engine.netlinkFd, -1);
 }
+
+// Nothing answers on the loopback interface of the test sandbox, so the configuration stays
+// unusable and init stops before any WAN or socket exists.
+TEST_F(AppTest, InitFailsWithoutConfiguration) {
+    App engine(&running, 1);
+    EXPECT_FALSE(engine.init());
+    EXPECT_TRUE(log.has("App::init"));
+    EXPECT_TRUE(log.has("Config has no valid data!"));
+    EXPECT_FALSE(log.has("INIT NETLINK STARTED"));
+    EXPECT_TRUE(engine.wans.empty());
+    EXPECT_EQ(engine.netlinkFd, -1);
+}
