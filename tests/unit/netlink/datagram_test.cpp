@@ -150,3 +150,26 @@ TEST_F(NetlinkTest, MisalignedDatagramIsRead) {
     app->netlinkHandleDatagram(shifted.data() + 1, full.size());
     EXPECT_TRUE(wan("eth0").inet());
 }
+
+TEST_F(NetlinkTest, AttributeRunningPastItsMessageIsDropped) {
+    ifinfomsg info{};
+    info.ifi_index = ETH0_INDEX;
+    info.ifi_flags = FLAGS_RUNNING;
+    // IFLA_IFNAME claiming 12 bytes where the message holds only its header and "eth0".
+    const rtattr overlong = {12, IFLA_IFNAME};
+    const nltest::Bytes message = nltest::Message(RTM_NEWLINK)
+                                      .raw(&info, sizeof(info))
+                                      .raw(&overlong, 4)
+                                      .raw("eth0", 4)
+                                      .bytes();
+    const nltest::Bytes followed = nltest::concat({message, nltest::done(99)});
+    for (const nltest::Bytes* datagram : {&message, &followed}) {
+        log.clear();
+        // Exact-size heap copies: reading on would leave the datagram or enter the next message.
+        const nltest::Bytes copy = *datagram;
+        app->netlinkHandleDatagram(copy.data(), copy.size());
+        EXPECT_EQ(std::vector<std::string>{"| RTM_NEWLINK: index(7) skipping as not wan interface"},
+                  log.messages());
+        EXPECT_EQ(-1, wan("eth0").ifIndex);
+    }
+}
