@@ -3,6 +3,7 @@
 #include "main/options.h"
 
 #include <cstdio>
+#include <cstdlib>
 #include <unistd.h>
 
 #include "support/log.h"
@@ -22,13 +23,16 @@ void printUsage() {
 
 // Applies a -p argument; anything that is not a number in 0..100 leaves the level alone.
 static void applyPrintLevel(const char* text) {
-    int level = 0;
-    if (sscanf(text, "%d", &level) != 1)
+    // strtol rather than sscanf: an out-of-range number is undefined for "%d" and glibc wraps
+    // it, so "-p 4294967296" would have set level 0. Trailing text is ignored as "%d" does.
+    char* end = nullptr;
+    const long level = strtol(text, &end, 10);
+    if (end == text)
         return;
     // Compared unsigned so that negative numbers fall out of range like large ones.
-    if (static_cast<unsigned int>(level) > static_cast<unsigned int>(MAX_PRINT_LEVEL))
+    if (static_cast<unsigned long>(level) > static_cast<unsigned long>(MAX_PRINT_LEVEL))
         return;
-    Logger::setPrintLevel(level, true);
+    Logger::setPrintLevel(static_cast<int>(level), true);
 }
 
 static void applyLogFile(Options& options, const char* name) {
@@ -42,7 +46,8 @@ static void applyLogFile(Options& options, const char* name) {
 Options parseOptions(int argc, char** argv) {
     Options options;
     int option = 0;
-    while ((option = getopt(argc, argv, "iedl:p:h")) != -1) {
+    // Parsed before any thread exists, so getopt's shared state cannot race.
+    while ((option = getopt(argc, argv, "iedl:p:h")) != -1) { // NOLINT(concurrency-mt-unsafe)
         switch (option) {
         case 'i':
             options.daemonize = false;
@@ -69,7 +74,7 @@ Options parseOptions(int argc, char** argv) {
 
 void setupLogTarget(const Options& options) {
     const Logger::PrintMode stdoutMode = Logger::STDOUT_MODE;
-    if (options.logToStdout) {
+    if (options.logToStdout || (!options.logToSyslog && !options.logToFile)) {
         Logger::setup(stdoutMode);
     } else if (options.logToSyslog) {
         const Logger::PrintMode mode = Logger::SYSLOG_MODE;
@@ -80,13 +85,11 @@ void setupLogTarget(const Options& options) {
             Logger::setup(stdoutMode);
             LOG_WARNING("unable to log to syslog");
         }
-    } else if (options.logToFile) {
+    } else {
         const Logger::PrintMode mode = Logger::FILE_MODE;
         if (!Logger::setup(mode, options.logFileName)) {
             Logger::setup(stdoutMode);
             LOG_WARNING("unable to log to file");
         }
-    } else {
-        Logger::setup(stdoutMode);
     }
 }

@@ -94,6 +94,10 @@ TEST(CommandLine, PrintLevelAcceptsOnlyNumbersUpToHundred) {
         {{"-p", "101"}, "INFO", false},
         {{"-p", "-1"}, "INFO", false},
         {{"-p", "abc"}, "INFO", false},
+        // Numbers that wrap to 0 or 20 in 32 bits are still out of range.
+        {{"-p", "4294967296"}, "INFO", false},
+        {{"-p", "4294967316"}, "INFO", false},
+        {{"-p", "20abc"}, "DEBUG", true},
         {{"-p", "0", "-p", "101"}, "TRACE", true},
         {{"-p", "0", "-p", "40"}, "INFO", false},
     };
