@@ -81,15 +81,14 @@ void App::processInetUp(const std::string& name) {
         else if (index == currentWan)
             refreshInet = true;
     } else if (mode == Failover) {
-        if (index == -1) {
-            refreshInet = true;
-        } else if (currentWan == -1) {
+        if (index != -1 && currentWan == -1) {
             searchNextInet = true;
-        } else if (currentWan > index) {
+        } else if (index != -1 && currentWan > index) {
             // A more preferred WAN is back: switch to it without searching.
             nextWan = index;
             searchNextInet = true;
         } else {
+            // An unknown name, or a WAN ranked at or below the uplink: apply the choice again.
             refreshInet = true;
         }
     } else {

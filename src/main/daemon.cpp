@@ -53,7 +53,7 @@ bool writePidFile(const char* path) {
     }
     char text[PID_TEXT_SIZE];
     memset(text, 0, sizeof(text));
-    snprintf(text, sizeof(text), "%ld\n", static_cast<long>(getpid()));
+    (void)snprintf(text, sizeof(text), "%ld\n", static_cast<long>(getpid()));
     const size_t length = strlen(text);
     if (write(fd, text, length) != static_cast<ssize_t>(length)) {
         LOG_ERROR("write pid to file failed!");
@@ -79,7 +79,7 @@ static bool detachChild() {
 DaemonStart startDaemon() {
     LOG_DEBUG("start demonize");
     // Whatever stdio still buffers would otherwise be written twice, once by each process.
-    fflush(nullptr);
+    (void)fflush(nullptr);
     const pid_t pid = fork();
     if (pid == -1) {
         LOG_ERROR("fork failed!");

@@ -43,7 +43,7 @@ static int runApp(int dumpVerbosity) {
 
 int main(int argc, char** argv) {
     // Standard output may be a pipe to a supervisor; each log line should reach it when written.
-    setvbuf(stdout, nullptr, _IOLBF, 0);
+    (void)setvbuf(stdout, nullptr, _IOLBF, 0);
     VRX::Logger::setPrintLevel(VRX::Logger::PrintLevel::INFO_LEVEL, true);
     const Options options = parseOptions(argc, argv);
     setupLogTarget(options);

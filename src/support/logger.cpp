@@ -66,7 +66,7 @@ bool syslogReachable() {
         return false;
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
-    snprintf(address.sun_path, sizeof(address.sun_path), "%s", "/dev/log");
+    (void)snprintf(address.sun_path, sizeof(address.sun_path), "%s", "/dev/log");
     bool reachable = connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof(address)) == 0;
     close(fd);
     return reachable;
@@ -84,7 +84,7 @@ int syslogPriority(int level) {
     return LOG_CRIT;
 }
 
-std::string formatMessage(const char* format, va_list args) {
+__attribute__((format(printf, 1, 0))) std::string formatMessage(const char* format, va_list args) {
     char small[512];
     va_list copy;
     va_copy(copy, args);
@@ -97,7 +97,8 @@ std::string formatMessage(const char* format, va_list args) {
         message.assign(small, static_cast<size_t>(needed));
     } else {
         std::vector<char> large(static_cast<size_t>(needed) + 1);
-        vsnprintf(large.data(), large.size(), format, args);
+        // The first pass measured the same arguments, so the buffer fits exactly.
+        (void)vsnprintf(large.data(), large.size(), format, args);
         message.assign(large.data(), static_cast<size_t>(needed));
     }
     if (!message.empty() && message.back() == '\n')
@@ -113,7 +114,7 @@ std::string timeStamp() {
     localtime_r(&now.tv_sec, &local);
     char text[40];
     size_t length = strftime(text, sizeof(text), "%Y-%m-%d %H:%M:%S", &local);
-    snprintf(text + length, sizeof(text) - length, ".%03ld", now.tv_nsec / 1000000L);
+    (void)snprintf(text + length, sizeof(text) - length, ".%03ld", now.tv_nsec / 1000000L);
     return text;
 }
 
@@ -165,6 +166,8 @@ bool Logger::isPrintable(int level) {
     return level >= state().level.load();
 }
 
+// A printf-style interface on purpose: every caller's format is checked by the compiler.
+// NOLINTNEXTLINE(cert-dcl50-cpp)
 void Logger::printfGeneric(int level, const char* label, const char* format, ...) {
     if (!isPrintable(level) || format == nullptr)
         return;

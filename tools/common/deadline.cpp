@@ -21,7 +21,10 @@ int Deadline::remainingMs() const {
 
 void armWatchdog(unsigned seconds) {
     // An ignored or blocked SIGALRM survives exec, so a parent could otherwise disarm us.
-    signal(SIGALRM, SIG_DFL);
+    struct sigaction action {};
+    action.sa_handler = SIG_DFL;
+    sigemptyset(&action.sa_mask);
+    sigaction(SIGALRM, &action, nullptr);
     sigset_t set;
     sigemptyset(&set);
     sigaddset(&set, SIGALRM);

@@ -69,7 +69,7 @@ void driveChannel(ares_channel channel, const QueryResult& result) {
             if (events != 0)
                 entries[used++] = {sockets[i], events, 0};
         }
-        timeval maxWait{end.remainingMs() / 1000, (end.remainingMs() % 1000) * 1000};
+        timeval maxWait{end.remainingMs() / 1000, (end.remainingMs() % 1000) * 1000L};
         timeval wait{};
         ares_timeout(channel, &maxWait, &wait);
         int waitMs = static_cast<int>(wait.tv_sec * 1000 + wait.tv_usec / 1000);
