@@ -9,7 +9,9 @@ namespace {
 // name (a comment, a second word) is ignored, as iproute2's own reader does.
 bool parseLine(const std::string& line, int& number, std::string& name) {
     char word[16] = {};
-    if (sscanf(line.c_str(), "%d %15s", &number, word) != 2)
+    // This conversion is the file format we accept (sign, blanks, the 15-character cut), so it
+    // stays sscanf rather than strtol.
+    if (sscanf(line.c_str(), "%d %15s", &number, word) != 2) // NOLINT(cert-err34-c)
         return false;
     name = word;
     return true;
