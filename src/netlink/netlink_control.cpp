@@ -1,5 +1,6 @@
 // The control replies to our dump requests: the end of a dump drives the start-up stages, an
 // error reply to the last request is reported.
+#include <cstdint>
 #include <cstring>
 #include <linux/rtnetlink.h>
 
@@ -53,7 +54,9 @@ void App::handleNetlinkError(const nlmsghdr* message) {
     int32_t code = 0;
     if (!netlink::fixedHeader(message, &code, sizeof(code)) || code == 0)
         return;
-    LOG_ERROR("Error: %s\n", strerror(-code));
+    // A forged reply may carry INT32_MIN, which has no positive counterpart; strerror calls any
+    // number outside the errno range unknown, so that one is passed as it is.
+    LOG_ERROR("Error: %s\n", strerror(code == INT32_MIN ? code : -code));
     // Without all three dumps the engine would decide on a partial picture of the links.
     if (initStage != STAGE_COMPLETE)
         stop(running);
