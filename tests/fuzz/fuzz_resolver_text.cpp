@@ -12,15 +12,16 @@
 
 namespace {
 
+// The characters trimming removes; a NUL is not one of them.
+bool isSpace(char c) {
+    return c != '\0' && std::strchr(" \t\r\n\v\f", c) != nullptr;
+}
+
 // Values come out trimmed and never span a line.
 bool isCleanValue(const std::string& value) {
     if (value.find('\n') != std::string::npos)
         return false;
-    if (value.empty())
-        return true;
-    const char* space = " \t\r\v\f";
-    return std::strchr(space, value.front()) == nullptr &&
-           std::strchr(space, value.back()) == nullptr;
+    return value.empty() || (!isSpace(value.front()) && !isSpace(value.back()));
 }
 
 void scanResolverFile(const uint8_t* data, size_t size) {

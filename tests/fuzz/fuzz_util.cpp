@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
+#include <string>
 #include <unistd.h>
 
 #include "support/logger.h"
@@ -29,8 +30,12 @@ void removeScratch() {
 
 const std::string& scratchFile() {
     if (scratchPath.empty()) {
-        char pattern[] = "/tmp/uplinker-fuzz.XXXXXX";
-        if (mkdtemp(pattern) == nullptr)
+        // Rewriting a file in place on ext4 flushes it on close; tests/fuzz/run points TMPDIR
+        // at a tmpfs so that a target reading files keeps its pace.
+        const char* base = std::getenv("TMPDIR");
+        std::string pattern =
+            std::string(base != nullptr ? base : "/tmp") + "/uplinker-fuzz.XXXXXX";
+        if (mkdtemp(&pattern[0]) == nullptr)
             fail("mkdtemp");
         scratchDirectory = pattern;
         scratchPath = scratchDirectory + "/input";
