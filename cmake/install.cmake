@@ -41,6 +41,10 @@ install(PROGRAMS ${UPLINKER_PACKAGING_DIR}/examples/after-switch-inet
         DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples)
 install(FILES ${CMAKE_SOURCE_DIR}/README.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
 
+# Installing and packaging take the binaries as built, instead of first building every target
+# (the unit tests and benchmarks included): build uplinker and the tools, then run cpack.
+set(CMAKE_SKIP_INSTALL_ALL_DEPENDENCY ON)
+
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME uplinker)
 set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
