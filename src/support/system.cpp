@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <climits>
 #include <fcntl.h>
 #include <poll.h>
 #include <spawn.h>
@@ -10,6 +9,7 @@
 #include <unistd.h>
 
 #include "support/child_process.h"
+#include "support/thread.h"
 
 extern char** environ;
 
@@ -23,6 +23,8 @@ using ChildProcess::monotonicMs;
 constexpr int NOT_STARTED = 127;
 constexpr int TIMED_OUT = -1;
 constexpr size_t READ_CHUNK = 16384;
+// How often a running program's wait looks at the calling thread's stop request.
+constexpr int64_t CANCEL_POLL_MS = 100;
 
 std::vector<char*> argumentVector(std::vector<std::string>& words) {
     std::vector<char*> argv;
@@ -50,10 +52,10 @@ bool collectOutput(int fd, int64_t deadline, std::string& output) {
     char buffer[READ_CHUNK];
     for (;;) {
         int64_t left = deadline - monotonicMs();
-        if (left <= 0)
+        if (left <= 0 || Thread::isCurrentCanceled())
             return false;
         pollfd ready{fd, POLLIN, 0};
-        int events = poll(&ready, 1, static_cast<int>(std::min<int64_t>(left, INT_MAX)));
+        int events = poll(&ready, 1, static_cast<int>(std::min<int64_t>(left, CANCEL_POLL_MS)));
         if (events < 0 && errno != EINTR)
             return false;
         if (events <= 0)
@@ -65,6 +67,18 @@ bool collectOutput(int fd, int64_t deadline, std::string& output) {
             return true;
         size_t room = System::MAX_OUTPUT - std::min(output.size(), System::MAX_OUTPUT);
         output.append(buffer, std::min(room, static_cast<size_t>(got)));
+    }
+}
+
+// Waits for the child's exit in short slices; false at the deadline or once the calling
+// thread is asked to stop, so that stopping a check thread does not wait out a hung probe.
+bool waitForExit(pid_t pid, int64_t deadline, int& status) {
+    for (;;) {
+        int64_t slice = std::min(deadline, monotonicMs() + CANCEL_POLL_MS);
+        if (ChildProcess::waitUntil(pid, slice, status))
+            return true;
+        if (monotonicMs() >= deadline || Thread::isCurrentCanceled())
+            return false;
     }
 }
 
@@ -102,8 +116,7 @@ int System::execute(const std::string& command, const std::vector<std::string>& 
     }
     int64_t deadline = monotonicMs() + timeoutMs;
     int status = 0;
-    bool finished =
-        collectOutput(fds[0], deadline, output) && ChildProcess::waitUntil(pid, deadline, status);
+    bool finished = collectOutput(fds[0], deadline, output) && waitForExit(pid, deadline, status);
     if (!finished)
         ChildProcess::killGroupAndReap(pid);
     close(fds[0]);

@@ -17,7 +17,9 @@ public:
 
     // Runs the program found on PATH with the arguments (no shell), standard output and error
     // captured into output; 0 only for exit status 0, non-zero when it failed, could not be
-    // started, or ran past the time bound. Safe from several threads at once.
+    // started, or ran past the time bound. Safe from several threads at once. Called from the
+    // body of a VRX::Thread, the program is killed (non-zero result) once that thread's stop
+    // has been asked.
     static int execute(const std::string& command, const std::vector<std::string>& arguments,
                        std::string& output);
     static int execute(const std::string& command, const std::vector<std::string>& arguments,

@@ -13,6 +13,9 @@ namespace {
 constexpr size_t STACK_SIZE = 128 * 1024;
 constexpr size_t THREAD_NAME_MAX = 15;
 
+// The Thread whose body runs on this thread, if any.
+thread_local const Thread* currentThread = nullptr;
+
 } // namespace
 
 Thread::Thread(const std::string& name, bool /*flag*/) : name_(name) {}
@@ -27,7 +30,9 @@ void* Thread::entry(void* self) {
     Thread* thread = static_cast<Thread*>(self);
     // Named from inside, so the name is in place before the body runs.
     pthread_setname_np(pthread_self(), thread->name_.substr(0, THREAD_NAME_MAX).c_str());
+    currentThread = thread;
     thread->run();
+    currentThread = nullptr;
     return nullptr;
 }
 
@@ -76,6 +81,10 @@ void Thread::wait(unsigned int ms) {
 
 bool Thread::isCanceled() const {
     return canceled_.load();
+}
+
+bool Thread::isCurrentCanceled() {
+    return currentThread != nullptr && currentThread->isCanceled();
 }
 
 } // namespace VRX

@@ -27,6 +27,9 @@ public:
     void wait(unsigned int ms);
     // True once stop has been asked.
     bool isCanceled() const;
+    // True when the calling thread is the body of a Thread whose stop has been asked; false on
+    // any other thread. Lets long operations deep in a body (a running program) end early.
+    static bool isCurrentCanceled();
 
 protected:
     // The thread body.
