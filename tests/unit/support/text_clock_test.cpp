@@ -8,39 +8,32 @@
 
 namespace {
 
-TEST(TextTest, TrimRemovesLeadingAndTrailingWhiteSpace) {
-    const std::pair<std::string, std::string> cases[] = {
+TEST(TextTest, TrimAndJoin) {
+    const std::pair<std::string, std::string> trims[] = {
         {"", ""},
         {"   ", ""},
-        {"word", "word"},
         {"  nameserver 1.1.1.1\n", "nameserver 1.1.1.1"},
         {"\t\r\n\v\f x y \f\v\n\r\t", "x y"},
-        {"inner  space", "inner  space"},
-        {"10.0.0.1\r\n", "10.0.0.1"}};
-    for (const auto& c : cases)
+        {"inner  space", "inner  space"}};
+    for (const auto& c : trims)
         EXPECT_EQ(VRX::Text::trim(c.first), c.second) << "'" << c.first << "'";
-}
-
-TEST(TextTest, JoinPutsTheSeparatorBetweenParts) {
-    const std::pair<std::vector<std::string>, std::string> cases[] = {
+    const std::pair<std::vector<std::string>, std::string> joins[] = {
         {{}, ""},
         {{"one"}, "one"},
         {{"-I", "eth0", "8.8.8.8"}, "-I eth0 8.8.8.8"},
         {{"", "b", ""}, " b "}};
-    for (const auto& c : cases)
+    for (const auto& c : joins)
         EXPECT_EQ(VRX::Text::join(c.first, ' '), c.second);
     EXPECT_EQ(VRX::Text::join({"a", "b"}, ','), "a,b");
 }
 
 TEST(ClockTest, MonotonicSecondsFollowTheMonotonicClock) {
-    timespec before{};
+    timespec before{}, after{};
     clock_gettime(CLOCK_MONOTONIC, &before);
-    int32_t seconds = monotonicSeconds();
-    timespec after{};
+    const int32_t seconds = monotonicSeconds();
     clock_gettime(CLOCK_MONOTONIC, &after);
     EXPECT_GE(seconds, static_cast<int32_t>(before.tv_sec));
     EXPECT_LE(seconds, static_cast<int32_t>(after.tv_sec));
-    EXPECT_LE(seconds, monotonicSeconds());
 }
 
 } // namespace
