@@ -5,15 +5,15 @@
 #include <thread>
 #include <unistd.h>
 
+#include "common/http_stub.h"
 #include "conf/route_tables.h"
 #include "conf_test_util.h"
-#include "http_stub.h"
 
 namespace {
 
-using conftest::HttpStub;
 using conftest::linesAt;
 using conftest::Strings;
+using testutil::HttpStub;
 
 const char* const kExpectedRequest = "GET /api?fields=uplinker,waninfo HTTP/1.1";
 
@@ -73,20 +73,14 @@ protected:
         fclose(out);
     }
 
-    // A Conf holding a stale entry, which a failed load has to clear.
-    static void makeStale(Conf& conf) {
-        conf.mode = Failover;
-        conf.wanConfigs.push_back(WanConfig());
-    }
-
     testutil::LogCapture log{VRX::Logger::PrintLevel::TRACE_LEVEL};
 };
 
 // The singleton loads only once per process, so this is the one test of it.
 TEST_F(ConfLoad, InstLoadsOnceFromTheServiceAndTheTableFile) {
     writeTables("255 local\n100 eth0\n102 cellular\n");
-    HttpStub stub(kAnswer);
-    ASSERT_TRUE(stub.start(80));
+    HttpStub stub(kAnswer, 80);
+    ASSERT_TRUE(stub.listening());
 
     Conf* seen[2] = {nullptr, nullptr};
     std::thread first([&] { seen[0] = &Conf::inst(); });
@@ -113,44 +107,43 @@ TEST_F(ConfLoad, InstLoadsOnceFromTheServiceAndTheTableFile) {
     EXPECT_EQ(conf.wanConfigs.back().routeTable, 102);
 }
 
-TEST_F(ConfLoad, UnreachableServiceFailsWithoutFatalMessage) {
-    unlink(ROUTE_TABLES_PATH);
-    Conf conf;
-    makeStale(conf);
-    EXPECT_FALSE(conf.load());
-    EXPECT_EQ(conf.mode, Constant);
-    EXPECT_TRUE(conf.wanConfigs.empty());
-    EXPECT_TRUE(lockIsFree(conf.lock));
-    EXPECT_EQ(linesAt(log, "WARNING"), Strings{"Failed to load route tables"});
-    EXPECT_TRUE(linesAt(log, "FATAL").empty());
-}
-
-TEST_F(ConfLoad, BodyThatIsNotJsonFailsWithoutFatalMessage) {
-    HttpStub stub("uplinker: yes");
-    ASSERT_TRUE(stub.start(80));
-    Conf conf;
-    makeStale(conf);
-    EXPECT_FALSE(conf.load());
-    EXPECT_EQ(stub.requests(), Strings{kExpectedRequest});
-    EXPECT_TRUE(conf.wanConfigs.empty());
-    EXPECT_TRUE(linesAt(log, "FATAL").empty());
-}
-
-TEST_F(ConfLoad, WrongTypeEndsTheLoadAndReleasesTheLock) {
-    writeTables("100 eth0\n");
-    HttpStub stub(R"({"uplinker": {"mode": "CONSTANT", "wans": [
-        {"interface": "eth0", "priority": "high"}]},
-      "waninfo": {"wans": [{"interface": "eth0", "available": true, "type": "ETHERNET"}]}})");
-    ASSERT_TRUE(stub.start(80));
-    Conf conf;
-    makeStale(conf);
-    EXPECT_FALSE(conf.load());
-    EXPECT_EQ(conf.mode, Constant);
-    EXPECT_TRUE(conf.wanConfigs.empty());
-    EXPECT_TRUE(lockIsFree(conf.lock));
-    EXPECT_EQ(linesAt(log, "FATAL"),
-              Strings{"Conf::load: invalid API response: \"uplinker\".\"wans\"[0].\"priority\" is "
-                      "not an unsigned number"});
+TEST_F(ConfLoad, FailedLoadClearsTheConfigurationAndReleasesTheLock) {
+    const struct {
+        const char* tables; // nullptr: no table file
+        const char* body;   // nullptr: nothing listening
+        Strings warnings;
+        Strings fatals;
+    } cases[] = {
+        {nullptr, nullptr, {"Failed to load route tables"}, {}},
+        {"100 eth0\n", "uplinker: yes", {}, {}},
+        {"100 eth0\n",
+         R"({"uplinker": {"mode": "CONSTANT", "wans": [
+            {"interface": "eth0", "priority": "high"}]},
+          "waninfo": {"wans": [{"interface": "eth0", "available": true, "type": "ETHERNET"}]}})",
+         {},
+         {"Conf::load: invalid API response: \"uplinker\".\"wans\"[0].\"priority\" is not an "
+          "unsigned number"}},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.body ? c.body : "no service");
+        unlink(ROUTE_TABLES_PATH);
+        if (c.tables)
+            writeTables(c.tables);
+        std::unique_ptr<HttpStub> stub(c.body ? new HttpStub(c.body, 80) : nullptr);
+        log.clear();
+        Conf conf;
+        conf.mode = Failover;
+        conf.wanConfigs.push_back(WanConfig());
+        EXPECT_FALSE(conf.load());
+        EXPECT_EQ(conf.mode, Constant);
+        EXPECT_TRUE(conf.wanConfigs.empty());
+        EXPECT_TRUE(lockIsFree(conf.lock));
+        EXPECT_EQ(linesAt(log, "WARNING"), c.warnings);
+        EXPECT_EQ(linesAt(log, "FATAL"), c.fatals);
+        if (stub) {
+            EXPECT_EQ(stub->requests(), Strings{kExpectedRequest});
+        }
+    }
 }
 
 } // namespace

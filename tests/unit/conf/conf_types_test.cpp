@@ -1,89 +1,74 @@
-#include <functional>
+#include <cctype>
 
 #include "conf_test_util.h"
 
 namespace {
 
-using conftest::baseAnswer;
-using conftest::ConfAnswer;
-using conftest::entryOf;
-using conftest::itemOf;
-using conftest::linesAt;
-using conftest::parse;
-using conftest::Strings;
+using namespace conftest;
 
 struct TypeCase {
-    std::function<void(Json::Value& answer)> tweak;
-    const char* where;
+    Strings path; // object keys, or array indices written as digits
+    Json::Value value;
+    const char* kind;
 };
 
-Json::Value obj() {
-    return Json::Value(Json::objectValue);
+Json::Value& at(Json::Value& value, const Strings& path) {
+    Json::Value* node = &value;
+    for (const std::string& step : path)
+        node = isdigit(step[0]) ? &(*node)[static_cast<Json::ArrayIndex>(std::stoul(step))]
+                                : &(*node)[step];
+    return *node;
 }
 
-Json::Value arr() {
-    return Json::Value(Json::arrayValue);
+// The path as the refusal names it: "uplinker"."wans"[1]."priority".
+std::string where(const Strings& path) {
+    std::string text;
+    for (const std::string& step : path)
+        text += isdigit(step[0]) ? "[" + step + "]" : (text.empty() ? "\"" : ".\"") + step + "\"";
+    return text;
 }
 
-// Two entries, so that a mistake in the second follows an accepted first one.
-Json::Value twoEntryAnswer() {
-    Json::Value answer = baseAnswer();
-    answer["uplinker"]["wans"].append(entryOf(answer));
-    return answer;
-}
+const Json::Value kObject(Json::objectValue);
+const Json::Value kArray(Json::arrayValue);
+const char* const kUnsigned = "an unsigned number";
 
 const TypeCase kTypeCases[] = {
-    {[](Json::Value& a) { entryOf(a, 1)["priority"] = "5"; },
-     R"("uplinker"."wans"[1]."priority" is not an unsigned number)"},
-    {[](Json::Value& a) { entryOf(a, 1)["priority"] = -1; },
-     R"("uplinker"."wans"[1]."priority" is not an unsigned number)"},
-    {[](Json::Value& a) { entryOf(a, 1)["weight"] = 1e12; },
-     R"("uplinker"."wans"[1]."weight" is not an unsigned number)"},
-    {[](Json::Value& a) { entryOf(a, 1)["interface"] = obj(); },
-     R"("uplinker"."wans"[1]."interface" is not a string)"},
-    {[](Json::Value& a) { entryOf(a, 1) = 7; }, R"("uplinker"."wans"[1] is not an object)"},
-    {[](Json::Value& a) { entryOf(a, 0) = "eth0"; }, R"("uplinker"."wans"[0] is not an object)"},
-    {[](Json::Value& a) { entryOf(a, 1)["monitor"] = arr(); },
-     R"("uplinker"."wans"[1]."monitor" is not an object)"},
-    {[](Json::Value& a) { entryOf(a, 1)["monitor"]["checkInterval"] = "30"; },
-     R"("uplinker"."wans"[1]."monitor"."checkInterval" is not an unsigned number)"},
-    {[](Json::Value& a) { entryOf(a, 1)["monitor"]["mode"] = arr(); },
-     R"("uplinker"."wans"[1]."monitor"."mode" is not a string)"},
-    {[](Json::Value& a) { entryOf(a, 1)["monitor"]["active"] = "icmp"; },
-     R"("uplinker"."wans"[1]."monitor"."active" is not an object)"},
-    {[](Json::Value& a) { entryOf(a, 1)["monitor"]["active"]["type"] = obj(); },
-     R"("uplinker"."wans"[1]."monitor"."active"."type" is not a string)"},
-    {[](Json::Value& a) { entryOf(a, 1)["monitor"]["active"]["hostname"] = arr(); },
-     R"("uplinker"."wans"[1]."monitor"."active"."hostname" is not a string)"},
-    {[](Json::Value& a) { entryOf(a, 1)["monitor"]["active"]["icmpCount"] = 4294967296.0; },
-     R"("uplinker"."wans"[1]."monitor"."active"."icmpCount" is not an unsigned number)"},
-    {[](Json::Value& a) { entryOf(a, 1)["monitor"]["active"]["tcpPort"] = -80; },
-     R"("uplinker"."wans"[1]."monitor"."active"."tcpPort" is not an unsigned number)"},
-    {[](Json::Value& a) { a["uplinker"]["wans"] = obj(); }, R"("uplinker"."wans" is not an array)"},
-    {[](Json::Value& a) { a["uplinker"]["wans"] = "eth0"; },
-     R"("uplinker"."wans" is not an array)"},
-    {[](Json::Value& a) { a["waninfo"]["wans"] = 3; }, R"("waninfo"."wans" is not an array)"},
-    {[](Json::Value& a) { a["uplinker"]["mode"] = obj(); }, R"("uplinker"."mode" is not a string)"},
-    {[](Json::Value& a) { a["waninfo"]["wans"].insert(0, Json::Value("eth9")); },
-     R"("waninfo"."wans"[0] is not an object)"},
-    {[](Json::Value& a) { itemOf(a)["interface"] = arr(); },
-     R"("waninfo"."wans"[0]."interface" is not a string)"},
-    {[](Json::Value& a) { itemOf(a)["available"] = "yes"; },
-     R"("waninfo"."wans"[0]."available" is not a boolean)"},
-    {[](Json::Value& a) { itemOf(a)["enabled"] = obj(); },
-     R"("waninfo"."wans"[0]."enabled" is not a boolean)"},
-    {[](Json::Value& a) { itemOf(a)["type"] = arr(); },
-     R"("waninfo"."wans"[0]."type" is not a string)"},
+    {{"uplinker", "wans", "1", "priority"}, "5", kUnsigned},
+    {{"uplinker", "wans", "1", "priority"}, -1, kUnsigned},
+    {{"uplinker", "wans", "1", "weight"}, 1e12, kUnsigned},
+    {{"uplinker", "wans", "1", "interface"}, kObject, "a string"},
+    {{"uplinker", "wans", "1"}, 7, "an object"},
+    {{"uplinker", "wans", "0"}, "eth0", "an object"},
+    {{"uplinker", "wans", "1", "monitor"}, kArray, "an object"},
+    {{"uplinker", "wans", "1", "monitor", "checkInterval"}, "30", kUnsigned},
+    {{"uplinker", "wans", "1", "monitor", "mode"}, kArray, "a string"},
+    {{"uplinker", "wans", "1", "monitor", "active"}, "icmp", "an object"},
+    {{"uplinker", "wans", "1", "monitor", "active", "type"}, kObject, "a string"},
+    {{"uplinker", "wans", "1", "monitor", "active", "hostname"}, kArray, "a string"},
+    {{"uplinker", "wans", "1", "monitor", "active", "icmpCount"}, 4294967296.0, kUnsigned},
+    {{"uplinker", "wans", "1", "monitor", "active", "tcpPort"}, -80, kUnsigned},
+    {{"uplinker", "wans"}, kObject, "an array"},
+    {{"uplinker", "wans"}, "eth0", "an array"},
+    {{"uplinker", "mode"}, kObject, "a string"},
+    {{"waninfo", "wans"}, 3, "an array"},
+    {{"waninfo", "wans", "0"}, "eth9", "an object"},
+    {{"waninfo", "wans", "0", "interface"}, kArray, "a string"},
+    {{"waninfo", "wans", "0", "available"}, "yes", "a boolean"},
+    {{"waninfo", "wans", "0", "enabled"}, kObject, "a boolean"},
+    {{"waninfo", "wans", "0", "type"}, kArray, "a string"},
 };
 
+// Two entries, so that a mistake in the second follows an accepted first one.
 TEST_F(ConfAnswer, WrongJsonTypesRefuseTheWholeAnswer) {
     for (const TypeCase& c : kTypeCases) {
-        SCOPED_TRACE(c.where);
-        Json::Value answer = twoEntryAnswer();
-        c.tweak(answer);
+        const std::string expected =
+            "Conf::load: invalid API response: " + where(c.path) + " is not " + c.kind;
+        SCOPED_TRACE(expected);
+        Json::Value answer = baseAnswer();
+        answer["uplinker"]["wans"].append(entryOf(answer));
+        at(answer, c.path) = c.value;
         EXPECT_FALSE(apply(answer));
-        EXPECT_EQ(linesAt(log, "FATAL"),
-                  Strings{std::string("Conf::load: invalid API response: ") + c.where});
+        EXPECT_EQ(linesAt(log, "FATAL"), Strings{expected});
         expectRefused();
     }
 }
