@@ -19,6 +19,11 @@ struct Snapshot {
     uint32_t address;
 };
 
+CheckState currentState(Wan& wan) {
+    VRX::LockGuard guard(wan.lock);
+    return wan.checkState;
+}
+
 Snapshot takeSnapshot(Wan& wan) {
     VRX::LockGuard guard(wan.lock);
     return Snapshot{wan.checkState, wan.config, wan.address.load()};
@@ -111,9 +116,13 @@ WanCheckingThread::~WanCheckingThread() = default;
 void WanCheckingThread::checkingThread() {
     LOG_TRACE("WanCheckingThread::checkingThread");
     while (!isCanceled()) {
-        Snapshot snapshot = takeSnapshot(*wan);
-        if (snapshot.state == RunActive)
-            runCheck(*this, snapshot);
+        // Almost every pass finds nothing to do; copying the configuration (several strings)
+        // on each of them would be most of an idle thread's cost.
+        if (currentState(*wan) == RunActive) {
+            Snapshot snapshot = takeSnapshot(*wan);
+            if (snapshot.state == RunActive)
+                runCheck(*this, snapshot);
+        }
         wait(POLL_INTERVAL_MS);
     }
 }
