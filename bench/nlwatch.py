@@ -5,8 +5,10 @@ ISP namespace, so that both ends of a measurement are taken by one process on on
 Commands on stdin, one answer line on stdout each:
   arm                      open a fresh route listener (drops whatever an earlier burst left)
   carrier PEER up|down     switch the ISP end; answers the monotonic time just before the send
-  wait IFNAME TIMEOUT      the monotonic time the kernel announced a main-table default route
-                           out of IFNAME, or "timeout"
+  wait IFNAME TIMEOUT [LINK]
+                           the monotonic time the kernel announced a main-table default route
+                           out of IFNAME (and the time of its first notification about LINK,
+                           or "-"), or "timeout"
 """
 
 import ctypes
@@ -18,7 +20,7 @@ import sys
 import time
 
 CLONE_NEWNET = 0x40000000
-RTMGRP_IPV4_ROUTE = 0x40
+RTMGRP_LINK, RTMGRP_IPV4_ROUTE = 0x1, 0x40
 RTM_NEWLINK, RTM_SETLINK, RTM_NEWROUTE = 16, 19, 24
 RT_TABLE_MAIN = 254
 RTA_OIF, RTA_TABLE = 4, 15
@@ -62,14 +64,18 @@ def default_route_oif(data, offset, end):
     return oif if table == RT_TABLE_MAIN else None
 
 
-def routes_in(data):
+def messages_in(data):
+    """(type, interface index) of each link message, (type, default-route oif) of each route."""
     offset = 0
     while len(data) - offset >= NLMSG_HDR.size:
         length, kind = NLMSG_HDR.unpack_from(data, offset)[:2]
         if length < NLMSG_HDR.size or length > len(data) - offset:
             return
+        body = offset + NLMSG_HDR.size
         if kind == RTM_NEWROUTE:
-            yield default_route_oif(data, offset + NLMSG_HDR.size, offset + length)
+            yield kind, default_route_oif(data, body, offset + length)
+        elif kind == RTM_NEWLINK and length - NLMSG_HDR.size >= 8:
+            yield kind, struct.unpack_from("=i", data, body + 4)[0]
         offset += (length + 3) & ~3
 
 
@@ -90,7 +96,7 @@ class Watcher:
             self.listener.close()
         self.listener = socket.socket(socket.AF_NETLINK, socket.SOCK_RAW, socket.NETLINK_ROUTE)
         self.listener.setsockopt(socket.SOL_SOCKET, 33, 8 << 20)  # SO_RCVBUFFORCE
-        self.listener.bind((0, RTMGRP_IPV4_ROUTE))
+        self.listener.bind((0, RTMGRP_LINK | RTMGRP_IPV4_ROUTE))
         return "ok"
 
     def peer_index(self, name):
@@ -115,8 +121,11 @@ class Watcher:
             return "error"
         return "%.6f" % start
 
-    def wait(self, ifname, timeout):
+    def wait(self, ifname, timeout, link=None):
+        """The route's arrival time, and that of the first notification about link, if any."""
         index = socket.if_nametoindex(ifname)
+        link_index = socket.if_nametoindex(link) if link else None
+        link_seen = None
         deadline = time.monotonic() + float(timeout)
         while True:
             left = deadline - time.monotonic()
@@ -127,8 +136,11 @@ class Watcher:
                 continue
             data = self.listener.recv(1 << 16)
             now = time.monotonic()
-            if index in routes_in(data):
-                return "%.6f" % now
+            for kind, which in messages_in(data):
+                if kind == RTM_NEWLINK and which == link_index and link_seen is None:
+                    link_seen = now
+                if kind == RTM_NEWROUTE and which == index:
+                    return "%.6f %s" % (now, "%.6f" % link_seen if link_seen else "-")
 
 
 def main(argv):
@@ -141,8 +153,8 @@ def main(argv):
             answer = watcher.arm()
         elif words[0] == "carrier" and len(words) == 3:
             answer = watcher.carrier(words[1], words[2])
-        elif words[0] == "wait" and len(words) == 3:
-            answer = watcher.wait(words[1], words[2])
+        elif words[0] == "wait" and len(words) in (3, 4):
+            answer = watcher.wait(*words[1:])
         else:
             answer = "?"
         sys.stdout.write(answer + "\n")
