@@ -12,8 +12,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "common/http_stub.h"
 #include "common/test_util.h"
-#include "main/config_server.h"
 #include "main/uplinker_process.h"
 
 using maintest::DAEMON_PID_FILE;
@@ -23,6 +23,8 @@ using maintest::UplinkerProcess;
 
 namespace {
 
+const char* const EMPTY_FAILOVER_CONFIG =
+    R"({"uplinker":{"mode":"FAILOVER","wans":[]},"waninfo":{"wans":[]}})";
 const char* const REFUSED = "ERROR Another instance of uplinker is already running!";
 
 std::string readLink(const std::string& path) {
@@ -80,7 +82,7 @@ protected:
             [&] { return indexOf(logLines(testutil::readText(logFile)), line) >= 0; }, 15000);
     }
 
-    maintest::ConfigServer server_;
+    testutil::HttpStub server_{EMPTY_FAILOVER_CONFIG, 80};
     testutil::TempDir dir_;
     maintest::DaemonGuard guard_;
     pid_t parentPid_ = -1;
@@ -118,15 +120,15 @@ TEST_F(Daemon, ForegroundLoopLogsReconfigureAndStopsOnSignal) {
     }
 }
 
-TEST_F(Daemon, ParentExitsAndChildOwnsLockedPidFile) {
+TEST_F(Daemon, DaemonOwnsLockedPidFileAndRefusesASecondInstance) {
     const std::string logFile = dir_.path() + "/daemon.log";
     const pid_t pid = startDaemon(logFile);
     ASSERT_GT(pid, 0) << testutil::readText(logFile);
     EXPECT_NE(parentPid_, pid);
     EXPECT_EQ(std::to_string(pid) + "\n", testutil::readText(DAEMON_PID_FILE));
-    struct stat info;
-    ASSERT_EQ(0, stat(DAEMON_PID_FILE, &info));
-    EXPECT_EQ(0600u, info.st_mode & 0777u);
+    struct stat before;
+    ASSERT_EQ(0, stat(DAEMON_PID_FILE, &before));
+    EXPECT_EQ(0600u, before.st_mode & 0777u);
     EXPECT_EQ(pid, lockHolder(DAEMON_PID_FILE));
 
     ASSERT_TRUE(daemonLogs(logFile, "DEBUG main loop"));
@@ -138,6 +140,23 @@ TEST_F(Daemon, ParentExitsAndChildOwnsLockedPidFile) {
     for (int fd = 0; fd <= 2; ++fd)
         EXPECT_EQ("/dev/null", readLink(proc + "/fd/" + std::to_string(fd))) << fd;
 
+    testutil::TempDir out;
+    const auto started = std::chrono::steady_clock::now();
+    UplinkerProcess second({"-e"}, out.path());
+    ASSERT_TRUE(second.waitExit(30000));
+    const auto waited = std::chrono::steady_clock::now() - started;
+    EXPECT_EQ(1, second.exitStatus());
+    EXPECT_EQ(REFUSED, second.log().empty() ? "" : second.log().back()) << second.out();
+    // It keeps trying for about five seconds before it gives up.
+    EXPECT_GE(waited, std::chrono::milliseconds(4500));
+
+    struct stat after;
+    ASSERT_EQ(0, stat(DAEMON_PID_FILE, &after));
+    EXPECT_EQ(before.st_mtim.tv_sec, after.st_mtim.tv_sec);
+    EXPECT_EQ(before.st_mtim.tv_nsec, after.st_mtim.tv_nsec);
+    EXPECT_EQ(std::to_string(pid) + "\n", testutil::readText(DAEMON_PID_FILE));
+    EXPECT_EQ(pid, lockHolder(DAEMON_PID_FILE)) << "the first instance keeps running";
+
     kill(pid, SIGTERM);
     int status = 0;
     ASSERT_TRUE(maintest::waitForPid(pid, 15000, status));
@@ -147,33 +166,6 @@ TEST_F(Daemon, ParentExitsAndChildOwnsLockedPidFile) {
     const std::vector<std::string> end = logLines(testutil::readText(logFile));
     EXPECT_GE(indexOf(end, "DEBUG start deinit"), 0);
     EXPECT_EQ("DEBUG done", end.back());
-}
-
-TEST_F(Daemon, SecondInstanceIsRefusedAndLeavesPidFileAlone) {
-    const std::string logFile = dir_.path() + "/daemon.log";
-    const pid_t pid = startDaemon(logFile);
-    ASSERT_GT(pid, 0) << testutil::readText(logFile);
-    struct stat before;
-    ASSERT_EQ(0, stat(DAEMON_PID_FILE, &before));
-
-    testutil::TempDir out;
-    const auto started = std::chrono::steady_clock::now();
-    UplinkerProcess second({"-e"}, out.path());
-    ASSERT_TRUE(second.waitExit(30000));
-    const auto waited = std::chrono::steady_clock::now() - started;
-    EXPECT_EQ(1, second.exitStatus());
-    const std::vector<std::string> log = second.log();
-    EXPECT_EQ(REFUSED, log.empty() ? "" : log.back()) << second.out();
-    // It keeps trying for about five seconds before it gives up.
-    EXPECT_GE(waited, std::chrono::milliseconds(4500));
-
-    struct stat after;
-    ASSERT_EQ(0, stat(DAEMON_PID_FILE, &after));
-    EXPECT_EQ(before.st_mtim.tv_sec, after.st_mtim.tv_sec);
-    EXPECT_EQ(before.st_mtim.tv_nsec, after.st_mtim.tv_nsec);
-    EXPECT_EQ(std::to_string(pid) + "\n", testutil::readText(DAEMON_PID_FILE));
-    EXPECT_EQ(0, kill(pid, 0)) << "the first instance keeps running";
-    EXPECT_EQ(pid, lockHolder(DAEMON_PID_FILE));
 }
 
 TEST_F(Daemon, LockPassesOnOnceTheHolderEnds) {
