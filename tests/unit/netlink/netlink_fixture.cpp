@@ -7,6 +7,10 @@
 #include <unistd.h>
 
 NetlinkTest::NetlinkTest() {
+    restart();
+}
+
+void NetlinkTest::restart() {
     for (const char* name : {"eth0", "wlan0", "eth1"})
         unlink((std::string(ISTATE_DIR) + name).c_str());
     rebuild({wanConfig("eth0", 10, ETH0_TABLE, true), wanConfig("wlan0", 20, WLAN0_TABLE, true),

@@ -31,6 +31,8 @@ protected:
     NetlinkTest();
     ~NetlinkTest() override;
 
+    // Back to the table the constructor builds, with no state files.
+    void restart();
     // Rebuilds the table from other settings.
     void rebuild(const std::vector<WanConfig>& configs, Mode mode);
     // Sends one datagram as the kernel would and lets the App read it.
