@@ -37,8 +37,10 @@ def wait_for(what, predicate, timeout=DEFAULT_TIMEOUT, interval=0.05):
 
 
 def read_text(path):
+    """The file's text, None when it cannot be read; bytes that are not UTF-8 (a child's stray
+    output in the daemon's log, say) come back as replacement characters."""
     try:
-        with open(path) as f:
+        with open(path, errors="replace") as f:
             return f.read()
     except OSError:
         return None
