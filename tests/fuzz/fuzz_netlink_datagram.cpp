@@ -4,6 +4,7 @@
 // ever run here; the target checks that and a few properties the engine relies on.
 #include <cstdint>
 #include <cstdlib>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -39,6 +40,24 @@ WanConfig wanConfig(const char* name, uint32_t priority, int32_t table, bool ena
     return config;
 }
 
+int peerFd = -1;
+
+// The end of a socket pair on which the start-up stages send their dump requests; the target
+// throws them away after each input.
+int kernelSide() {
+    int pair[2];
+    if (socketpair(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0, pair) != 0)
+        fuzzutil::fail("socketpair");
+    peerFd = pair[1];
+    return pair[0];
+}
+
+void dropRequests() {
+    char buffer[64];
+    while (recv(peerFd, buffer, sizeof(buffer), MSG_DONTWAIT) >= 0) {
+    }
+}
+
 // The check threads live as long as the process: building the table once keeps the target fast.
 App& engine() {
     static bool running = true;
@@ -61,6 +80,7 @@ App& engine() {
         auto* built = new App(&running, 0);
         if (!built->initWans(conf) || built->wans.size() != 3)
             fuzzutil::fail("the WAN table cannot be built");
+        built->netlinkFd = kernelSide();
         return built;
     }();
     return *app;
@@ -75,17 +95,20 @@ void resetWan(Wan& wan, int32_t ifIndex, bool usable) {
 }
 
 // The starting picture depends on the input's bytes, so that one input always replays the same
-// way while the corpus still covers both modes and each WAN (or none) being current.
+// way while the corpus still covers both modes, each WAN (or none) being current, and the
+// start-up stages (complete in two cases out of five).
 void resetEngine(App& app, const uint8_t* data, size_t size) {
     unsigned sum = 0;
     for (size_t i = 0; i < size; ++i)
         sum += data[i];
     const int current = static_cast<int>(sum % 3) - 1;
     app.mode = (sum / 3) % 2 == 0 ? Failover : Constant;
+    const int stage = static_cast<int>((sum / 6) % 5) + 1;
+    app.initStage = stage > 4 ? 4 : stage;
+    *app.running = true;
     resetWan(app.wans[0], ETH0_INDEX, current == 0);
     resetWan(app.wans[1], WLAN0_INDEX, true);
     resetWan(app.wans[2], ETH1_INDEX, false);
-    app.initStage = 4;
     app.dumpSeq = DUMP_SEQ;
     app.previousWan = -1;
     app.currentWan = current;
@@ -104,6 +127,7 @@ void checkAfter(const App& app) {
     // Only the work step switches, and it writes this file when it does.
     FUZZ_CHECK(!exists(CURRENT_WAN_FILE));
     FUZZ_CHECK(app.wans.size() == 3);
+    FUZZ_CHECK(app.initStage >= 1 && app.initStage <= 4);
     FUZZ_CHECK(app.currentWan >= -1 && app.currentWan < 3);
     FUZZ_CHECK(app.nextWan >= -1 && app.nextWan < 3);
     FUZZ_CHECK(app.lockedWan == -1 || app.lockedWan == 1);
@@ -118,5 +142,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     resetEngine(app, data, size);
     app.netlinkHandleDatagram(data, size);
     checkAfter(app);
+    dropRequests();
     return 0;
 }
