@@ -17,36 +17,6 @@ std::vector<std::string> namesOf(const App& app) {
 
 } // namespace
 
-TEST_F(AppTest, ConstructorSetsStartValues) {
-    App fresh(&running, 2);
-    EXPECT_EQ(fresh.running, &running);
-    EXPECT_EQ(fresh.netlinkFd, -1);
-    EXPECT_EQ(fresh.initStage, 0);
-    EXPECT_EQ(fresh.nextSeq, 1u);
-    EXPECT_EQ(fresh.dumpSeq, 0u);
-    EXPECT_EQ(fresh.mode, Constant);
-    EXPECT_EQ(fresh.previousWan, -1);
-    EXPECT_EQ(fresh.currentWan, -1);
-    EXPECT_EQ(fresh.nextWan, -1);
-    EXPECT_EQ(fresh.lastEnabledWan, -1);
-    EXPECT_EQ(fresh.lockedWan, -1);
-    EXPECT_EQ(fresh.lockedUntil, 0);
-    EXPECT_TRUE(fresh.wans.empty());
-    EXPECT_FALSE(fresh.searchNextInet);
-    EXPECT_FALSE(fresh.refreshInet);
-    EXPECT_EQ(fresh.dumpVerbosity, 2);
-    EXPECT_TRUE(log.has("App::App"));
-}
-
-TEST_F(AppTest, InvalidConfigurationBuildsNothing) {
-    Conf conf;
-    App engine(&running, 0);
-    EXPECT_FALSE(engine.initWans(conf));
-    EXPECT_TRUE(log.has("Config has no valid data!"));
-    EXPECT_TRUE(engine.wans.empty());
-    EXPECT_FALSE(engine.searchNextInet);
-}
-
 TEST_F(AppTest, TableIsSortedByPriorityKeepingConfigurationOrder) {
     App& engine = build(Failover, {wanConfig("first", 20), wanConfig("second", 10),
                                    wanConfig("third", 10), wanConfig("top", 0xFFFFFFFFu)});
@@ -84,14 +54,10 @@ TEST_F(AppTest, StartValuesFollowModeAndEnabledWans) {
         EXPECT_EQ(engine.mode, c.expectedMode);
         EXPECT_EQ(log.has("auto switch to first mode"), c.autoSwitch);
         EXPECT_EQ(engine.lastEnabledWan, c.lastEnabledWan);
-        int enabledCount = 0;
         for (size_t i = 0; i < engine.wans.size(); ++i) {
             EXPECT_EQ(engine.wans[i].activeResult, c.expectedMode == Constant);
             EXPECT_EQ(engine.wans[i].lastEnabled, static_cast<int>(i) == c.lastEnabledWan);
-            enabledCount += c.enabled[i] ? 1 : 0;
         }
-        // The resolver link is pointed at every enabled WAN in turn.
-        EXPECT_EQ(tools.calls("ln").size(), static_cast<size_t>(enabledCount));
         if (c.lastEnabledWan >= 0) {
             EXPECT_TRUE(log.has("last enabled wan " + std::to_string(c.lastEnabledWan) + " -> eth" +
                                 std::to_string(c.lastEnabledWan)));
@@ -99,16 +65,14 @@ TEST_F(AppTest, StartValuesFollowModeAndEnabledWans) {
     }
 }
 
-TEST_F(AppTest, ResolverLinkEndsAtLastEnabledWan) {
-    build(Failover, {wanConfig("eth0", 1), wanConfig("eth1", 2), wanConfig("eth2", 3, false)});
-    EXPECT_EQ(tools.calls("ln"),
-              (std::vector<std::string>{"-sf /var/run/resolv_eth0.conf /var/run/wan_resolv.conf",
-                                        "-sf /var/run/resolv_eth1.conf /var/run/wan_resolv.conf"}));
-}
-
-TEST_F(AppTest, CellularWanStartsNotReady) {
-    App& engine =
-        build(Failover, {wanConfig("eth0", 1), wanConfig("ppp0", 2), wanConfig("ppp00", 3)});
+// The resolver link is pointed at every enabled WAN in turn, so it ends at the last one.
+TEST_F(AppTest, ResolverLinkEndsAtLastEnabledWanAndTheModemStartsNotReady) {
+    App& engine = build(Failover, {wanConfig("eth0", 1), wanConfig("ppp0", 2),
+                                   wanConfig("ppp00", 3), wanConfig("eth2", 4, false)});
+    EXPECT_EQ(tools.calls("ln"), (std::vector<std::string>{
+                                     "-sf /var/run/resolv_eth0.conf /var/run/wan_resolv.conf",
+                                     "-sf /var/run/resolv_ppp0.conf /var/run/wan_resolv.conf",
+                                     "-sf /var/run/resolv_ppp00.conf /var/run/wan_resolv.conf"}));
     EXPECT_TRUE(engine.wans[0].misc);
     EXPECT_FALSE(engine.wans[1].misc);
     EXPECT_TRUE(engine.wans[2].misc);
@@ -133,7 +97,6 @@ TEST_F(AppTest, DeinitClosesTheSocketOnce) {
     engine.deinit();
     EXPECT_EQ(engine.netlinkFd, -1);
     EXPECT_EQ(fcntl(fds[0], F_GETFD), -1);
-    EXPECT_TRUE(log.has("App::deinit"));
     engine.deinit();
     EXPECT_EQ(engine.netlinkFd, -1);
 }
@@ -143,7 +106,6 @@ TEST_F(AppTest, DeinitClosesTheSocketOnce) {
 TEST_F(AppTest, InitFailsWithoutConfiguration) {
     App engine(&running, 1);
     EXPECT_FALSE(engine.init());
-    EXPECT_TRUE(log.has("App::init"));
     EXPECT_TRUE(log.has("Config has no valid data!"));
     EXPECT_FALSE(log.has("INIT NETLINK STARTED"));
     EXPECT_TRUE(engine.wans.empty());

@@ -44,20 +44,6 @@ TEST_F(AppTest, SwitchRunsRouteCommandsLinkAndHookInOrder) {
     EXPECT_EQ(switchLines, expected);
 }
 
-TEST_F(AppTest, SwitchToNoWanLeavesRouteAndLink) {
-    App& engine = buildThree(Failover);
-    tools.clear();
-    engine.currentWan = -1;
-    engine.previousWan = 1;
-    engine.switchInet();
-    EXPECT_EQ(testutil::readText(CURRENT_WAN_FILE), "\n");
-    EXPECT_TRUE(tools.calls("ip").empty());
-    EXPECT_TRUE(tools.calls("ln").empty());
-    EXPECT_EQ(hookCalls(), (std::vector<std::string>{"-d down"}));
-    EXPECT_TRUE(log.has("App::switchInet: Current wan is -1"));
-    EXPECT_TRUE(log.has("App::switchInet: /etc/uplinker/hooks/after-switch-inet -d down"));
-}
-
 struct HookCase {
     int previous;
     int current;
@@ -77,10 +63,20 @@ TEST_F(AppTest, HookDirectionFollowsThePreferenceOrder) {
     for (const HookCase& c : cases) {
         SCOPED_TRACE(::testing::Message() << c.previous << " -> " << c.current);
         apptest::shell(std::string("rm -f ") + apptest::HOOK_LOG);
+        tools.clear();
+        log.clear();
         engine.previousWan = c.previous;
         engine.currentWan = c.current;
         engine.switchInet();
         EXPECT_EQ(hookCalls(), (std::vector<std::string>{c.arguments}));
+        const std::string command =
+            std::string(HOOK_PATH) + (*c.arguments ? " " : "") + c.arguments;
+        EXPECT_TRUE(log.has("App::switchInet: " + command));
+        // Without a WAN the default route and the resolver link are left as they are.
+        EXPECT_EQ(tools.calls("ip").empty(), c.current == -1);
+        EXPECT_EQ(tools.calls("ln").empty(), c.current == -1);
+        EXPECT_EQ(testutil::readText(CURRENT_WAN_FILE),
+                  c.current == -1 ? "\n" : engine.wans[c.current].ifname + "\n");
         // switchInet itself leaves the indices to the work step.
         EXPECT_EQ(engine.previousWan, c.previous);
     }
