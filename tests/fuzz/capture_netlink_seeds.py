@@ -13,6 +13,7 @@ import socket
 import struct
 import subprocess
 import sys
+import time
 
 RTMGRP_LINK, RTMGRP_IPV4_IFADDR, RTMGRP_IPV4_ROUTE = 0x1, 0x10, 0x40
 RTM_GETLINK, RTM_GETADDR, RTM_GETROUTE = 18, 22, 26
@@ -85,7 +86,6 @@ def capture(output):
 
 def dump(sock, datagrams):
     """Dumps with the daemon's dump sequence, and an error reply to an unknown link."""
-    import time
     for msg_type, family_header in ((RTM_GETLINK, bytes(16)), (RTM_GETADDR, bytes([2]) + bytes(7)),
                                     (RTM_GETROUTE, bytes([2]) + bytes(11))):
         request(sock, msg_type, DUMP_SEQ, NLM_F_REQUEST | NLM_F_DUMP, family_header)
