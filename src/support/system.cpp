@@ -11,8 +11,6 @@
 #include "support/child_process.h"
 #include "support/thread.h"
 
-extern char** environ;
-
 namespace VRX {
 
 namespace {
@@ -28,6 +26,7 @@ constexpr int64_t CANCEL_POLL_MS = 100;
 
 std::vector<char*> argumentVector(std::vector<std::string>& words) {
     std::vector<char*> argv;
+    argv.reserve(words.size() + 1);
     for (std::string& word : words)
         argv.push_back(&word[0]);
     argv.push_back(nullptr);

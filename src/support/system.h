@@ -11,9 +11,9 @@ public:
     // Bound on one program run; a program still running then is killed.
     static constexpr unsigned int DEFAULT_TIMEOUT_MS = 60000;
     // At most this much of a program's output is kept; the rest is read and dropped.
-    static constexpr size_t MAX_OUTPUT = 1024 * 1024;
+    static constexpr size_t MAX_OUTPUT = size_t{1024} * 1024;
     // At most this much of a file is read by readFile; a larger file is an error.
-    static constexpr size_t MAX_FILE = 16 * 1024 * 1024;
+    static constexpr size_t MAX_FILE = size_t{16} * 1024 * 1024;
 
     // Runs the program found on PATH with the arguments (no shell), standard output and error
     // captured into output; 0 only for exit status 0, non-zero when it failed, could not be

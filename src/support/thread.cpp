@@ -10,7 +10,7 @@ namespace VRX {
 namespace {
 
 // The bodies only run probes and wait; a small stack keeps many WAN threads cheap on the gateway.
-constexpr size_t STACK_SIZE = 128 * 1024;
+constexpr size_t STACK_SIZE = size_t{128} * 1024;
 constexpr size_t THREAD_NAME_MAX = 15;
 
 // The Thread whose body runs on this thread, if any.
