@@ -24,6 +24,17 @@ struct BadCase {
     Words words;
 };
 
+// Every vector is refused with a reason.
+template <typename Args, typename Parse>
+void expectRefused(Parse parse, const std::vector<BadCase>& cases) {
+    for (const BadCase& c : cases) {
+        Args parsed;
+        std::string error;
+        EXPECT_EQ(parse(c.words, parsed, error), ParseStatus::Error) << c.why;
+        EXPECT_FALSE(error.empty()) << c.why;
+    }
+}
+
 } // namespace
 
 TEST(ArgScan, AcceptsSeparateAttachedAndLongForms) {
@@ -114,30 +125,26 @@ TEST(PingArgs, HelpWins) {
 }
 
 TEST(PingArgs, BadVectors) {
-    const BadCase cases[] = {
-        {"nothing", {}},
-        {"no target", {"-I", "10.0.0.2", "-c", "4"}},
-        {"two targets", {"-I", "10.0.0.2", "-c", "4", "a", "b"}},
-        {"no -I", {"-c", "4", "192.0.2.1"}},
-        {"no -c", {"-I", "10.0.0.2", "192.0.2.1"}},
-        {"-I without value", {"-c", "4", "192.0.2.1", "-I"}},
-        {"count 0", {"-I", "10.0.0.2", "-c", "0", "192.0.2.1"}},
-        {"count 256", {"-I", "10.0.0.2", "-c", "256", "192.0.2.1"}},
-        {"count text", {"-I", "10.0.0.2", "-c", "four", "192.0.2.1"}},
-        {"source name", {"-I", "eth0", "-c", "4", "192.0.2.1"}},
-        {"source short", {"-I", "10.0.2", "-c", "4", "192.0.2.1"}},
-        {"source too big", {"-I", "10.0.0.256", "-c", "4", "192.0.2.1"}},
-        {"empty target", {"-I", "10.0.0.2", "-c", "4", ""}},
-        {"target with blank", {"-I", "10.0.0.2", "-c", "4", "a b"}},
-        {"unknown option", {"-I", "10.0.0.2", "-c", "4", "-W", "1", "192.0.2.1"}},
-        {"repeated option", {"-I", "10.0.0.2", "-I", "10.0.0.3", "-c", "4", "192.0.2.1"}},
-    };
-    for (const BadCase& c : cases) {
-        tools::PingArgs parsed;
-        std::string error;
-        EXPECT_EQ(tools::parsePingArgs(c.words, parsed, error), ParseStatus::Error) << c.why;
-        EXPECT_FALSE(error.empty()) << c.why;
-    }
+    expectRefused<tools::PingArgs>(
+        tools::parsePingArgs,
+        {
+            {"nothing", {}},
+            {"no target", {"-I", "10.0.0.2", "-c", "4"}},
+            {"two targets", {"-I", "10.0.0.2", "-c", "4", "a", "b"}},
+            {"no -I", {"-c", "4", "192.0.2.1"}},
+            {"no -c", {"-I", "10.0.0.2", "192.0.2.1"}},
+            {"-I without value", {"-c", "4", "192.0.2.1", "-I"}},
+            {"count 0", {"-I", "10.0.0.2", "-c", "0", "192.0.2.1"}},
+            {"count 256", {"-I", "10.0.0.2", "-c", "256", "192.0.2.1"}},
+            {"count text", {"-I", "10.0.0.2", "-c", "four", "192.0.2.1"}},
+            {"source name", {"-I", "eth0", "-c", "4", "192.0.2.1"}},
+            {"source short", {"-I", "10.0.2", "-c", "4", "192.0.2.1"}},
+            {"source too big", {"-I", "10.0.0.256", "-c", "4", "192.0.2.1"}},
+            {"empty target", {"-I", "10.0.0.2", "-c", "4", ""}},
+            {"target with blank", {"-I", "10.0.0.2", "-c", "4", "a b"}},
+            {"unknown option", {"-I", "10.0.0.2", "-c", "4", "-W", "1", "192.0.2.1"}},
+            {"repeated option", {"-I", "10.0.0.2", "-I", "10.0.0.3", "-c", "4", "192.0.2.1"}},
+        });
 }
 
 TEST(InetCheckArgs, GoodVector) {
@@ -169,34 +176,27 @@ TEST(InetCheckArgs, BadVectors) {
         words[index] = value;
         return words;
     };
-    const BadCase cases[] = {
-        {"nothing", {}},
-        {"mode passive", with(1, "passive")},
-        {"type udp", with(5, "udp")},
-        {"type icmp", with(5, "icmp")},
-        {"port 0", with(7, "0")},
-        {"port 65536", with(7, "65536")},
-        {"port text", with(7, "http")},
-        {"empty host", with(3, "")},
-        {"long interface", with(8, "interface-name-too-long")},
-        {"interface with slash", with(8, "eth0/1")},
-        {"no interface", Words(good.begin(), good.end() - 1)},
-        {"two interfaces",
-         [&good] {
-             Words w = good;
-             w.push_back("eth2");
-             return w;
-         }()},
-        {"no -m", Words(good.begin() + 2, good.end())},
-        {"no -t", {"-m", "active", "-h", "192.0.2.7", "-p", "80", "eth1"}},
-        {"no -p", {"-m", "active", "-h", "192.0.2.7", "-t", "tcp", "eth1"}},
-    };
-    for (const BadCase& c : cases) {
-        tools::InetCheckArgs parsed;
-        std::string error;
-        EXPECT_EQ(tools::parseInetCheckArgs(c.words, parsed, error), ParseStatus::Error) << c.why;
-        EXPECT_FALSE(error.empty()) << c.why;
-    }
+    Words twoInterfaces = good;
+    twoInterfaces.push_back("eth2");
+    expectRefused<tools::InetCheckArgs>(
+        tools::parseInetCheckArgs,
+        {
+            {"nothing", {}},
+            {"mode passive", with(1, "passive")},
+            {"type udp", with(5, "udp")},
+            {"type icmp", with(5, "icmp")},
+            {"port 0", with(7, "0")},
+            {"port 65536", with(7, "65536")},
+            {"port text", with(7, "http")},
+            {"empty host", with(3, "")},
+            {"long interface", with(8, "interface-name-too-long")},
+            {"interface with slash", with(8, "eth0/1")},
+            {"no interface", Words(good.begin(), good.end() - 1)},
+            {"two interfaces", twoInterfaces},
+            {"no -m", Words(good.begin() + 2, good.end())},
+            {"no -t", {"-m", "active", "-h", "192.0.2.7", "-p", "80", "eth1"}},
+            {"no -p", {"-m", "active", "-h", "192.0.2.7", "-t", "tcp", "eth1"}},
+        });
 }
 
 TEST(DigArgs, GoodVectors) {
@@ -224,21 +224,20 @@ TEST(DigArgs, HelpAndBadVectors) {
     std::string error;
     EXPECT_EQ(tools::parseDigArgs({"-h"}, parsed, error), ParseStatus::Help);
     EXPECT_EQ(tools::parseDigArgs({"--help"}, parsed, error), ParseStatus::Help);
-    const BadCase cases[] = {
-        {"nothing", {}},
-        {"no name", {"--bind-address", "10.0.0.2", "--dns-address", "192.0.2.53"}},
-        {"two names", {"--bind-address", "10.0.0.2", "--dns-address", "192.0.2.53", "a", "b"}},
-        {"no bind", {"--dns-address", "192.0.2.53", "a"}},
-        {"no server", {"--bind-address", "10.0.0.2", "a"}},
-        {"server name", {"--bind-address", "10.0.0.2", "--dns-address", "ns.example", "a"}},
-        {"server port 0", {"--bind-address", "10.0.0.2", "--dns-address", "192.0.2.53:0", "a"}},
-        {"bind bad", {"--bind-address", "10.0.0.300", "--dns-address", "192.0.2.53", "a"}},
-        {"dangling option", {"--bind-address", "10.0.0.2", "a", "--dns-address"}},
-        {"single dash long", {"-bind-address", "10.0.0.2", "--dns-address", "192.0.2.53", "a"}},
-        {"name too long",
-         {"--bind-address", "10.0.0.2", "--dns-address", "192.0.2.53", std::string(300, 'a')}},
-    };
-    for (const BadCase& c : cases) {
-        EXPECT_EQ(tools::parseDigArgs(c.words, parsed, error), ParseStatus::Error) << c.why;
-    }
+    expectRefused<tools::DigArgs>(
+        tools::parseDigArgs,
+        {
+            {"nothing", {}},
+            {"no name", {"--bind-address", "10.0.0.2", "--dns-address", "192.0.2.53"}},
+            {"two names", {"--bind-address", "10.0.0.2", "--dns-address", "192.0.2.53", "a", "b"}},
+            {"no bind", {"--dns-address", "192.0.2.53", "a"}},
+            {"no server", {"--bind-address", "10.0.0.2", "a"}},
+            {"server name", {"--bind-address", "10.0.0.2", "--dns-address", "ns.example", "a"}},
+            {"server port 0", {"--bind-address", "10.0.0.2", "--dns-address", "192.0.2.53:0", "a"}},
+            {"bind bad", {"--bind-address", "10.0.0.300", "--dns-address", "192.0.2.53", "a"}},
+            {"dangling option", {"--bind-address", "10.0.0.2", "a", "--dns-address"}},
+            {"single dash long", {"-bind-address", "10.0.0.2", "--dns-address", "192.0.2.53", "a"}},
+            {"name too long",
+             {"--bind-address", "10.0.0.2", "--dns-address", "192.0.2.53", std::string(300, 'a')}},
+        });
 }
