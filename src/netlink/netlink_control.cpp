@@ -54,9 +54,11 @@ void App::handleNetlinkError(const nlmsghdr* message) {
     int32_t code = 0;
     if (!netlink::fixedHeader(message, &code, sizeof(code)) || code == 0)
         return;
+    // Only the main thread turns error numbers into text; the check threads never do.
     // A forged reply may carry INT32_MIN, which has no positive counterpart; strerror calls any
     // number outside the errno range unknown, so that one is passed as it is.
-    LOG_ERROR("Error: %s\n", strerror(code == INT32_MIN ? code : -code));
+    LOG_ERROR("Error: %s\n",
+              strerror(code == INT32_MIN ? code : -code)); // NOLINT(concurrency-mt-unsafe)
     // Without all three dumps the engine would decide on a partial picture of the links.
     if (initStage != STAGE_COMPLETE)
         stop(running);
