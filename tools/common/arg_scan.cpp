@@ -5,16 +5,16 @@ namespace {
 
 const OptionSpec* findSpec(const std::vector<OptionSpec>& specs, const std::string& name,
                            bool isLong) {
-    for (const OptionSpec& spec : specs) {
-        const std::string& candidate = isLong ? spec.longName : spec.shortName;
+    for (const OptionSpec& entry : specs) {
+        const std::string& candidate = isLong ? entry.longName : entry.shortName;
         if (!candidate.empty() && candidate == name)
-            return &spec;
+            return &entry;
     }
     return nullptr;
 }
 
-std::string keyOf(const OptionSpec& spec) {
-    return spec.longName.empty() ? spec.shortName : spec.longName;
+std::string keyOf(const OptionSpec& entry) {
+    return entry.longName.empty() ? entry.shortName : entry.longName;
 }
 
 // Splits "--name=value" / "-xvalue" into the option name and an attached value, if any.
@@ -57,22 +57,22 @@ bool scanArgs(const std::vector<std::string>& args, const std::vector<OptionSpec
         std::string name, value;
         bool hasAttached = false;
         splitWord(word, isLong, name, value, hasAttached);
-        const OptionSpec* spec = findSpec(specs, name, isLong);
-        if (spec == nullptr) {
+        const OptionSpec* entry = findSpec(specs, name, isLong);
+        if (entry == nullptr) {
             error = "unknown option " + word;
             return false;
         }
-        if (spec->takesValue && !hasAttached) {
+        if (entry->takesValue && !hasAttached) {
             if (i + 1 >= args.size()) {
                 error = "option " + word + " needs a value";
                 return false;
             }
             value = args[++i];
-        } else if (!spec->takesValue && hasAttached) {
+        } else if (!entry->takesValue && hasAttached) {
             error = "option " + word + " takes no value";
             return false;
         }
-        if (!scanned.options.emplace(keyOf(*spec), value).second) {
+        if (!scanned.options.emplace(keyOf(*entry), value).second) {
             error = "option " + word + " given twice";
             return false;
         }
