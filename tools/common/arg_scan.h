@@ -17,7 +17,7 @@ struct OptionSpec {
     bool takesValue;
 };
 
-// Options found on a command line, keyed by the spec's long name (or its short one when it
+// Options found on a command line, keyed by the option's long name (or its short one when it
 // has none), and the words that were not options.
 struct ScannedArgs {
     std::map<std::string, std::string> options;
