@@ -45,6 +45,11 @@ service_answers() {
         2>/dev/null
 }
 
+# alive <pid>: the process exists and has not ended (an ended one lingers until it is reaped).
+alive() {
+    kill -0 "$1" 2>/dev/null && ! grep -q '^State:[[:space:]]*Z' "/proc/$1/status" 2>/dev/null
+}
+
 # run <action>: runs the init script, leaving its output in $out and its status in $rc.
 run() {
     out=$(sh "$script" "$1" 2>&1)
@@ -78,7 +83,7 @@ expect_eq "$out" "uplinker is already running (pid $pid)" "second start output"
 
 run restart
 expect_eq "$rc" 0 "restart"
-kill -0 "$pid" 2>/dev/null && fail "restart left the old daemon $pid running"
+alive "$pid" && fail "restart left the old daemon $pid running"
 new_pid=$(cat /var/run/uplinker.pid 2>/dev/null)
 [ -n "$new_pid" ] && [ "$new_pid" != "$pid" ] || fail "restart did not start a new daemon"
 run status
@@ -86,7 +91,7 @@ expect_eq "$rc" 0 "status after restart"
 
 run stop
 expect_eq "$rc" 0 "stop"
-kill -0 "$new_pid" 2>/dev/null && fail "stop left the daemon $new_pid running"
+alive "$new_pid" && fail "stop left the daemon $new_pid running"
 [ -e /var/run/uplinker.pid ] && fail "stop left the pid file behind"
 expect_contains "$log" "start deinit" "daemon log"
 run status
