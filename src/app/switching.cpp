@@ -1,24 +1,14 @@
 // Applying the engine's choice to the system: current-WAN file, default route, resolver link
 // and the after-switch hook, always in that order.
-#include <arpa/inet.h>
-#include <netinet/in.h>
 #include <string>
 
 #include "app/app.h"
 #include "app/state_file.h"
+#include "support/ipv4_text.h"
 #include "support/log.h"
 #include "support/shell.h"
 
 namespace {
-
-std::string dottedQuad(uint32_t address) {
-    in_addr value{};
-    value.s_addr = address;
-    char text[INET_ADDRSTRLEN] = {};
-    if (inet_ntop(AF_INET, &value, text, sizeof(text)) == nullptr)
-        return "255.255.255.255";
-    return text;
-}
 
 // Replaces the main table's default route with one through the given WAN.
 void replaceDefaultRoute(const Wan& wan) {

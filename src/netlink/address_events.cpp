@@ -3,8 +3,8 @@
 #include <sys/socket.h>
 
 #include "app/app.h"
-#include "netlink/ipv4_text.h"
 #include "netlink/netlink_walk.h"
+#include "support/ipv4_text.h"
 #include "support/log.h"
 
 namespace {
@@ -41,7 +41,7 @@ void App::handleAddress(const nlmsghdr* message, bool added) {
             continue;
         if (added) {
             wan.address.store(address);
-            LOG_TRACE("%s| Address changed to %s", name, netlink::dottedQuad(address).c_str());
+            LOG_TRACE("%s| Address changed to %s", name, dottedQuad(address).c_str());
             if (wan.inet())
                 processInetUp(wan.ifname);
         } else {

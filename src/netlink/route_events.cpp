@@ -3,8 +3,8 @@
 #include <sys/socket.h>
 
 #include "app/app.h"
-#include "netlink/ipv4_text.h"
 #include "netlink/netlink_walk.h"
+#include "support/ipv4_text.h"
 #include "support/log.h"
 
 namespace {
@@ -47,13 +47,13 @@ void App::handleRoute(const nlmsghdr* message, bool added) {
     const char* name = wan.ifname.c_str();
     const int table = info.rtm_table;
     LOG_TRACE("%s| %s index(%d) gw(%s) table(%d)", name, kind, facts.outputIndex,
-              netlink::dottedQuad(facts.gateway).c_str(), table);
+              dottedQuad(facts.gateway).c_str(), table);
     // Only the WAN's own table describes its gateway; the main table is ours to write.
     if (table != wan.config.routeTable || facts.gateway == NO_ADDRESS)
         return;
     if (added) {
         wan.gateway = facts.gateway;
-        LOG_TRACE("%s| Gateway set to %s", name, netlink::dottedQuad(facts.gateway).c_str());
+        LOG_TRACE("%s| Gateway set to %s", name, dottedQuad(facts.gateway).c_str());
         if (wan.inet())
             processInetUp(wan.ifname);
     } else {

@@ -1,8 +1,6 @@
 #include "wan/checking_thread.h"
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
-
+#include "support/ipv4_text.h"
 #include "support/log.h"
 #include "support/system.h"
 #include "support/text.h"
@@ -32,15 +30,6 @@ Snapshot takeSnapshot(Wan& wan) {
 void storeVerdict(Wan& wan, CheckState verdict) {
     VRX::LockGuard guard(wan.lock);
     wan.checkState = verdict;
-}
-
-std::string dottedQuad(uint32_t address) {
-    in_addr raw{};
-    raw.s_addr = address;
-    char text[INET_ADDRSTRLEN] = {};
-    if (inet_ntop(AF_INET, &raw, text, sizeof(text)) == nullptr)
-        return std::string();
-    return text;
 }
 
 // The probe command and its argument vector; ICMP is bound by source address, the TCP check

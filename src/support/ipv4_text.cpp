@@ -1,12 +1,10 @@
-#include "netlink/ipv4_text.h"
+#include "support/ipv4_text.h"
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
 
-namespace netlink {
-
 std::string dottedQuad(uint32_t address) {
-    in_addr value;
+    in_addr value{};
     value.s_addr = address;
     char text[INET_ADDRSTRLEN] = {};
     // Unlike inet_ntoa this keeps no shared buffer, and the check threads format addresses too.
@@ -14,5 +12,3 @@ std::string dottedQuad(uint32_t address) {
         return std::string();
     return text;
 }
-
-} // namespace netlink
