@@ -1,0 +1,199 @@
+"""Scenarios: a world of WANs, a configuration answer, the daemon, then steps.
+
+A step is an action on the kernel, a file or the daemon, followed by what must then hold: the
+uplink, the hook calls so far, interface state files, log lines, an exit status. Expectations
+are polled together until they all hold or the step's deadline passes; lines that must not
+appear are checked once the others hold. A row of a table replaces a test function.
+"""
+
+import os
+import signal
+import subprocess
+
+import netsetup
+from harness import config_answer, read_text, uplinker_entry, waninfo_entry, wait_for
+
+ANY_ERROR = "*"
+
+
+class Step:
+    def __init__(self, do=None, uplink=None, route=None, hooks=None, istate=None, log=(),
+                 nolog=(), exit=None, check=None, timeout=15):
+        self.do = do
+        self.uplink = uplink    # a WAN's name, or "" for none (current_wan empty)
+        self.route = route      # the main table's default route, "" for none
+        self.hooks = hooks      # every hook call so far, in order
+        self.istate = istate or {}
+        self.log = log          # exact messages logged after the step began
+        self.nolog = nolog      # messages that must not appear in the whole log
+        self.exit = exit        # the daemon's exit status
+        self.check = check      # check(world, daemon) -> true once it holds
+        self.timeout = timeout
+
+
+class Scenario:
+    def __init__(self, name, steps, wans=("eth0", "eth1"), answer=None, status=200, args=None,
+                 files=None, setup=None, errors=(), slow=False):
+        self.name = name
+        self.steps = steps
+        self.wans = wans        # names, or (name, {add_wan options})
+        self.answer = answer    # None: no configuration service at all
+        self.status = status
+        self.args = args        # the daemon's arguments (default: foreground, stdout, TRACE)
+        self.files = files or {}  # {path under /var/run: text} written before the start
+        self.setup = setup      # setup(world), before the daemon starts
+        self.errors = errors    # ERROR/FATAL messages this scenario expects, or ANY_ERROR
+        self.slow = slow
+
+
+# ----- configuration answers -----------------------------------------------------------------
+
+def answer(mode, *wans, disabled=()):
+    """WANs by name in priority order, or (name, {entry options}); disabled ones are in the
+    inventory but not enabled."""
+    entries = []
+    for n, wan in enumerate(wans):
+        name, options = (wan, {}) if isinstance(wan, str) else wan
+        options = dict(options)
+        entries.append(uplinker_entry(name, options.pop("priority", 10 * (n + 1)), **options))
+    inventory = [waninfo_entry(e["interface"], enabled=e["interface"] not in disabled)
+                 for e in entries]
+    return config_answer(mode, entries, inventory)
+
+
+def failover(*wans, **kwargs):
+    return answer("FAILOVER", *wans, **kwargs)
+
+
+def active(name, **probe):
+    return (name, dict(monitor="ACTIVE", **probe))
+
+
+# ----- actions -----------------------------------------------------------------------------
+
+def carrier(name, on):
+    return lambda w, d: w.topo.set_carrier(name, on)
+
+
+def address(name, present):
+    return lambda w, d: (w.topo.add_address if present else w.topo.del_address)(name)
+
+
+def route(name, present, table=None):
+    return lambda w, d: (w.topo.add_route if present else w.topo.del_route)(name, table)
+
+
+def operstate(name, state):
+    return lambda w, d: w.topo.set_operstate(name, state)
+
+
+def target(addr, present):
+    return lambda w, d: w.topo.set_target(addr, present)
+
+
+def ip(*args):
+    return lambda w, d: w.topo.ip_gw(*args)
+
+
+def write(rel, text):
+    return lambda w, d: w.write_run_file(rel, text)
+
+
+def send(signum):
+    return lambda w, d: d.signal(signum)
+
+
+def start_again(*args):
+    """Starts a second daemon; later expectations of the step look at the first."""
+    return lambda w, d: w.start_daemon(*args)
+
+
+def nudge(w, d):
+    """Makes the daemon read one more kernel datagram, so every earlier one was handled."""
+    w.nudges = getattr(w, "nudges", 1) + 1
+    w.topo.ip_gw("addr", "add", "127.0.0.%d/8" % w.nudges, "dev", "lo")
+
+
+NUDGED = "RTM_NEWADDR: index(1) skipping as not wan interface"
+
+
+def steps(*actions):
+    """Several actions as one."""
+    def run(w, d):
+        for a in actions:
+            a(w, d)
+    return run
+
+
+# ----- checks ------------------------------------------------------------------------------
+
+def uplink_of(name):
+    return "default via %s dev %s" % (netsetup.isp_address(name), name)
+
+
+def _route(w):
+    return " ".join(x for x in w.topo.default_route().split() if x not in ("linkdown", "onlink"))
+
+
+def _mismatches(w, d, step, mark):
+    found = []
+
+    def expect(what, actual, wanted):
+        if actual != wanted:
+            found.append("%s is %r, expected %r" % (what, actual, wanted))
+
+    if step.exit is not None:
+        expect("exit status", d.proc.poll(), step.exit)
+    elif not d.running() and not getattr(d, "ended", False):
+        found.append("the daemon exited with %s" % d.proc.poll())
+    if step.uplink:
+        expect("default route", _route(w), uplink_of(step.uplink))
+        expect("resolver link", w.resolver_link(), "/var/run/resolv_%s.conf" % step.uplink)
+    if step.uplink is not None:
+        expect("current_wan", w.current_wan(), step.uplink + "\n")
+    if step.route is not None:
+        expect("default route", _route(w), step.route)
+    if step.hooks is not None:
+        expect("hook calls", w.hook_calls(), list(step.hooks))
+    for name, text in step.istate.items():
+        expect("istate/" + name, w.istate(name), text)
+    messages = set(d.messages()[mark:] if mark <= len(d.messages()) else [])
+    found += ["no log line %r" % m for m in step.log if m not in messages]
+    if step.check and not found and not step.check(w, d):
+        found.append("check %s failed" % step.check.__name__)
+    return found
+
+
+def run(world, sc):
+    for wan in sc.wans:
+        name, options = (wan, {}) if isinstance(wan, str) else wan
+        world.topo.add_wan(name, **options)
+    for rel, text in sc.files.items():
+        world.write_run_file(rel, text)
+    if sc.setup:
+        sc.setup(world)
+    if sc.answer is not None:
+        world.start_config_service(sc.answer, sc.status)
+    d = world.start_daemon(args=sc.args)
+    d.ended = False
+    if sc.errors == ANY_ERROR:
+        world.allowed_errors = None
+    else:
+        world.allowed_errors.update(sc.errors)
+    for n, step in enumerate(sc.steps):
+        mark = len(d.messages())
+        if step.do:
+            step.do(world, d)
+        last = []
+
+        def holds():
+            last[:] = _mismatches(world, d, step, mark)
+            return not last
+        try:
+            wait_for("step %d" % n, holds, timeout=step.timeout)
+        except AssertionError:
+            raise AssertionError("step %d of %r: %s" % (n, sc.name, "; ".join(last)))
+        d.ended = d.ended or step.exit is not None
+        present = [m for m in step.nolog if m in d.messages()]
+        assert not present, "step %d of %r logged %r" % (n, sc.name, present)
+    return d

@@ -1,0 +1,177 @@
+"""Active checks with the real probe tools against targets in the ISP namespace, host names
+resolved through a WAN's own name server, and probes or hooks that never return."""
+
+import os
+import shutil
+import signal
+
+import netsetup
+from harness import read_text
+from scenario import Scenario, Step, active, carrier, failover, send, target
+
+UP1, UP0, DOWN1, UPW = "-i eth1 -d up", "-i eth0 -d up", "-i eth1 -d down", "-i wlan0 -d up"
+T1, T2 = netsetup.TARGET, netsetup.TARGET2
+TRUE0, FALSE0 = "eth0| Active check result changed to true", \
+    "eth0| Active check result changed to false"
+HOOK = "/etc/uplinker/hooks/after-switch-inet"
+CANCELED = "eth0| Active checking canceled"
+
+
+def name_server(records, resolv="nameserver %s\n" % netsetup.DNS_SERVER):
+    def setup(w):
+        w.queries = w.start_name_server(shutil.which("dnsmasq") or "/usr/sbin/dnsmasq", records)
+        w.write_run_file("resolv_eth0.conf", resolv)
+    return setup
+
+
+def tcp_listener(w):
+    w.listener = w.start_tcp_listener(T1, 8080)
+
+
+def stop_listener(w, d):
+    w.listener.terminate()
+    w.listener.wait()
+
+
+def fake_tool(name, script):
+    """Puts a script first on the daemon's PATH under a tool's name; the other tools stay real."""
+    def setup(w):
+        fake = os.path.join(w.root, "fake-tools")
+        os.makedirs(fake, exist_ok=True)
+        for tool in os.listdir(w.tools_dir):
+            os.symlink(os.path.join(w.tools_dir, tool), os.path.join(fake, tool))
+        if os.path.lexists(os.path.join(fake, name)):
+            os.unlink(os.path.join(fake, name))
+        with open(os.path.join(fake, name), "w") as f:
+            f.write(script % {"root": w.root, "real": os.path.join(w.tools_dir, name)})
+        os.chmod(os.path.join(fake, name), 0o755)
+        w.tools_dir = fake
+    return setup
+
+
+# Hangs when bound to eth0's address, else hands over to the real probe.
+HUNG_PING = """#!/bin/sh
+case " $* " in *" 10.0.0.2 "*) echo $$ >> "%(root)s/hung"; exec sleep 3600;; esac
+exec "%(real)s" "$@"
+"""
+
+# Records its call; the first call then never returns.
+HUNG_HOOK = """#!/bin/sh
+echo "$*" >> %s
+[ -e %s ] && exit 0
+echo $$ > %s
+sleep 3600
+"""
+
+
+def hung_hook(w):
+    files = [os.path.join(w.root, f) for f in ("hook.log", "hook.pid", "hook.pid")]
+    with open(os.path.join(w.root, "etc-uplinker", "hooks", "after-switch-inet"), "w") as f:
+        f.write(HUNG_HOOK % tuple(files))
+
+
+def alive(pid):
+    """True while the process exists and is not a zombie."""
+    try:
+        with open("/proc/%d/stat" % pid) as f:
+            return f.read().rsplit(")", 1)[1].split()[0] != "Z"
+    except (OSError, IndexError):
+        return False
+
+
+def hung_pid(w, name="hung"):
+    text = read_text(os.path.join(w.root, name)) or ""
+    return int(text.split()[0]) if text.strip() else None
+
+
+def probe_hangs(w, d):
+    return hung_pid(w) and alive(hung_pid(w))
+
+
+def probe_killed(w, d):
+    return d.messages()[-1] == "done" and not alive(hung_pid(w))
+
+
+def hook_killed(w, d):
+    return not alive(hung_pid(w, "hook.pid"))
+
+
+def queried_from_eth0(w, d):
+    return "query[A] probe.test from 10.0.0.2" in (read_text(w.queries) or "")
+
+
+ICMP_RUN = "eth0| Run checking active -> uplinker-ping -I 10.0.0.2 -c 1 192.0.2.1"
+IDLE = dict(monitor="ACTIVE", check_interval=3600)
+
+SCENARIOS = [
+    Scenario("an ICMP check steers failover and back, at the short interval while down",
+             answer=failover(active("eth0"), "eth1"), steps=[
+                 # eth0 waits for its first successful check; eth1 carries the route meanwhile.
+                 Step(uplink="eth0", hooks=[UP1, UP0], log=[ICMP_RUN, TRUE0]),
+                 Step(target(T1, False), uplink="eth1", hooks=[UP1, UP0, DOWN1],
+                      istate={"eth0": "Down\n"}, log=[FALSE0]),
+                 Step(target(T1, True), uplink="eth0", hooks=[UP1, UP0, DOWN1, UP0], log=[TRUE0],
+                      check=lambda w, d: "eth0| Wan::checkActivate after a short interval"
+                      in d.messages()),
+             ]),
+    Scenario("a TCP check steers failover and back", setup=tcp_listener,
+             answer=failover(active("eth0", check_type="TCP", tcp_port=8080), "eth1"), steps=[
+                 Step(uplink="eth0", hooks=[UP1, UP0],
+                      log=["eth0| Run checking active -> inet-check -m active -h 192.0.2.1 -t tcp "
+                           "-p 8080 eth0"]),
+                 Step(stop_listener, uplink="eth1", hooks=[UP1, UP0, DOWN1], log=[FALSE0]),
+                 Step(lambda w, d: tcp_listener(w), uplink="eth0",
+                      hooks=[UP1, UP0, DOWN1, UP0]),
+             ]),
+    Scenario("a host name is resolved through the WAN's own name server",
+             setup=name_server({"probe.test": T2}, "search example\nnameserver 192.0.2.53\n"),
+             answer=failover(active("eth0", hostname="probe.test", icmp_count=2), "eth1"),
+             steps=[
+                 Step(uplink="eth0", hooks=[UP1, UP0], check=queried_from_eth0,
+                      log=["eth0| The hostname probe.test successfully resolved",
+                           "eth0| Run checking active -> uplinker-ping -I 10.0.0.2 -c 2 "
+                           "192.0.2.2"]),
+             ]),
+    Scenario("an unresolvable host name keeps the WAN unusable",
+             setup=name_server({"probe.test": T2}),
+             answer=failover(active("eth0", hostname="unknown.invalid"), "eth1"), steps=[
+                 Step(uplink="eth1", hooks=[UP1], nolog=[TRUE0], timeout=45,
+                      log=["eth0| Unable to resolve unknown.invalid", "eth0| Wan::checkDone (down)"]),
+             ]),
+    Scenario("a resolver file of a megabyte still yields its name server",
+             setup=name_server({"probe.test": T2}, "".join(
+                 "search %07d.example\n" % i for i in range(1024 * 1024 // 21))
+                 + "nameserver 192.0.2.53\n"),
+             answer=failover(active("eth0", hostname="probe.test"), "eth1"), steps=[
+                 Step(uplink="eth0", hooks=[UP1, UP0],
+                      log=["eth0| The hostname probe.test successfully resolved"]),
+             ]),
+    Scenario("a hung probe stops neither failover nor a prompt shutdown",
+             wans=("eth0", "eth1", "wlan0"), setup=fake_tool("uplinker-ping", HUNG_PING),
+             answer=failover(active("eth0"), active("eth1"), "wlan0"), steps=[
+                 Step(uplink="eth1", log=[ICMP_RUN, "eth1| Active check result changed to true"],
+                      check=probe_hangs),
+                 # eth1's probe goes on while eth0's hangs: losing the target moves the uplink.
+                 Step(target(T1, False), uplink="wlan0", check=probe_hangs,
+                      log=["eth1| Active check result changed to false"]),
+                 Step(send(signal.SIGTERM), exit=0, log=[CANCELED, "start deinit"], nolog=[TRUE0],
+                      check=probe_killed, timeout=5),
+             ]),
+    Scenario("SIGTERM ends the daemon promptly while its checks are idle",
+             wans=("eth0", "eth1", "wlan0"),
+             answer=failover(("eth0", IDLE), ("eth1", IDLE), ("wlan0", IDLE)), steps=[
+                 Step(uplink="eth0", log=[TRUE0, "eth1| Active check result changed to true"]),
+                 # Nothing arrives on the netlink socket now: only the signal wakes the loop.
+                 Step(send(signal.SIGTERM), exit=0, log=["start deinit", "done"], timeout=5),
+             ]),
+    Scenario("a hook that never returns is killed after 30 s and failover goes on", slow=True,
+             setup=hung_hook, answer=failover("eth0", "eth1"), steps=[
+                 Step(hooks=[UP0], route="default via 10.0.0.1 dev eth0",
+                      check=lambda w, d: hung_pid(w, "hook.pid")),
+                 # The carrier loss arrives while the main loop waits for the hook.
+                 Step(carrier("eth0", False), uplink="eth1", hooks=[UP0, DOWN1],
+                      check=hook_killed, timeout=45,
+                      log=["command timed out after 30 seconds and was killed: %s -i eth0 -d up"
+                           % HOOK]),
+             ]),
+]

@@ -1,0 +1,214 @@
+"""Broken or hostile input: configuration answers the daemon must refuse, a service that never
+answers, damaged files, a lookup tool printing garbage, shell metacharacters in interface names
+and forged netlink datagrams. Each is reported, runs nothing it should not, and leaves the
+daemon choosing routes wherever the configuration still allows it."""
+
+import os
+import random
+import sys
+
+import netsetup
+from harness import config_answer, read_text, uplinker_entry, waninfo_entry, wait_for
+from scenario import (ANY_ERROR, NUDGED, Scenario, Step, active, carrier, failover, nudge, steps)
+from scenarios_checks import fake_tool
+
+URL = "http://127.0.0.1/api?fields=uplinker,waninfo"
+UP0, DOWN1, UP1 = "-i eth0 -d up", "-i eth1 -d down", "-i eth1 -d up"
+NO_DATA = "Config has no valid data!"
+INVALID = "Conf::load: invalid API response"
+
+
+def refused(error=NO_DATA, fatal=None):
+    """The end of a start whose configuration is refused: status 0, nothing switched."""
+    def check(w, d):
+        return (error in d.messages("ERROR") and "init failed!" in d.messages("ERROR") and
+                (fatal is None) == (d.messages("FATAL") == []) and
+                all(m.startswith(fatal or "") for m in d.messages("FATAL")) and
+                w.hook_calls() == [] and w.current_wan() is None)
+    return Step(exit=0, check=check, timeout=30)
+
+
+def spoilt(spoil):
+    a = failover("eth0", "eth1")
+    spoil(a)
+    return a
+
+
+def padded(padding):
+    a = failover("eth0", "eth1")
+    a["padding"] = padding
+    return a
+
+
+FAILS_OVER = [Step(uplink="eth0", hooks=[UP0]),
+              Step(carrier("eth0", False), uplink="eth1", hooks=[UP0, DOWN1])]
+
+# Accepts connections and never answers them.
+SILENT_SERVICE = r"""
+import socket, sys
+srv = socket.socket()
+srv.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)
+srv.bind(("127.0.0.1", 80))
+srv.listen(16)
+open(sys.argv[1], "w").close()
+held = []
+while True:
+    held.append(srv.accept()[0])
+"""
+
+
+def silent_service(w):
+    ready = os.path.join(w.root, "silent.ready")
+    w.spawn_in(w.topo.gw, [sys.executable, "-c", SILENT_SERVICE, ready])
+    wait_for("the silent service", lambda: os.path.exists(ready))
+
+
+def rt_tables(data):
+    def setup(w):
+        with open(os.path.join(w.root, "rt_tables"), "wb") as f:
+            f.write(data)
+    return setup
+
+
+def noise(seed, size):
+    return random.Random(seed).randbytes(size)
+
+
+# Sends one RTM_NEWLINK "eth0 without RUNNING" to the daemon's netlink port; exits with 3 when
+# the kernel refuses to deliver it.
+FORGED_LINK = r"""
+import os, socket, struct, sys
+name = b"eth0\0"
+attr = struct.pack("=HH", 4 + len(name), 3) + name + b"\0" * 3
+body = struct.pack("=BxHiII", 0, 0, socket.if_nametoindex("eth0"), 0x1, 0) + attr
+msg = struct.pack("=IHHII", 16 + len(body), 16, 0, 1, os.getpid()) + body
+with socket.socket(socket.AF_NETLINK, socket.SOCK_RAW, socket.NETLINK_ROUTE) as sock:
+    try:
+        sock.sendto(msg, (int(sys.argv[1]), 0))
+    except PermissionError:
+        sys.exit(3)
+"""
+NOBODY = ["setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"]
+NET_ADMIN = ["--inh-caps=+net_admin", "--ambient-caps=+net_admin"]
+
+
+def forge(sender, status):
+    """The forged datagram from a sender; the kernel's verdict on sending must be status."""
+    def act(w, d):
+        proc = w.spawn_in(w.topo.gw, sender + [sys.executable, "-c", FORGED_LINK,
+                                               str(d.proc.pid)])
+        assert proc.wait(timeout=10) == status
+    return act
+
+
+ODD_NAMES = ["c;touch${IFS}/run/canary1", "$(touch${IFS}/run/canary2)",
+             "q'`touch${IFS}/run/canary3`'"]
+RECORDING_LN = '#!/bin/sh\nprintf "%%s\\n" "$2" >> "%(root)s/ln.log"\nexec /bin/ln "$@"\n'
+
+
+def odd_names_answer():
+    entries = [uplinker_entry("eth0", 10), uplinker_entry("eth1", 20)]
+    entries += [uplinker_entry(name, 30 + n) for n, name in enumerate(ODD_NAMES)]
+    inventory = [waninfo_entry(e["interface"], wan_type="ETHERNET" if e["priority"] < 30
+                               else "CELLULAR") for e in entries]
+    return config_answer("FAILOVER", entries, inventory)
+
+
+def odd_names_linked_nothing_ran(w, d):
+    linked = (read_text(os.path.join(w.root, "ln.log")) or "").splitlines()
+    return (all("/var/run/resolv_%s.conf" % n in linked for n in ODD_NAMES) and
+            not [n for n in os.listdir(w.run_dir) if n.startswith("canary")])
+
+
+GARBAGE_DIG = "#!/bin/sh\ncat %(root)s/garbage\n"
+
+
+def garbage(text):
+    def setup(w):
+        fake_tool("vrx-dig", GARBAGE_DIG)(w)
+        with open(os.path.join(w.root, "garbage"), "wb") as f:
+            f.write(text)
+        w.write_run_file("resolv_eth0.conf", "nameserver %s\n" % netsetup.DNS_SERVER)
+    return setup
+
+
+def no_canary(w, d):
+    return not os.path.exists(os.path.join(w.run_dir, "canary"))
+
+
+WRONG_TYPES = {
+    "priority as text": lambda a: a["uplinker"]["wans"][0].update(priority="10"),
+    "monitor as a number": lambda a: a["uplinker"]["wans"][1].update(monitor=3),
+    "enabled as text": lambda a: a["waninfo"]["wans"][0].update(enabled="true"),
+    "wans as an object": lambda a: a["uplinker"].update(wans={"eth0": {}}),
+}
+INVALID_ANSWERS = [
+    ("not JSON", "this is not json {", 200, None),
+    ("an HTTP error", '{"uplinker": {}, "waninfo": {}}', 500, None),
+    ("a top-level array", "[1, 2]", 200, INVALID),
+    ("no uplinker member", '{"waninfo": {"wans": []}}', 200, INVALID),
+    ("uplinker not an object", '{"uplinker": 3, "waninfo": {}}', 200, INVALID),
+    ("no waninfo member", '{"uplinker": {"mode": "FAILOVER"}}', 200, INVALID),
+    ("a lower-case mode", '{"uplinker": {"mode": "failover"}, "waninfo": {}}', 200, None),
+    ("no mode", '{"uplinker": {}, "waninfo": {}}', 200, None),
+]
+GARBAGE_STEP = Step(uplink="eth1", hooks=[UP1], timeout=30,
+                    log=["eth0| DNS resolve returned 0", "eth0| Wan::checkDone (down)"],
+                    nolog=["eth0| Active check result changed to true"], check=no_canary)
+
+SCENARIOS = [
+    Scenario("no configuration service: init fails", answer=None, errors=ANY_ERROR,
+             steps=[refused()]),
+    Scenario("a service that never answers: init fails within the time-out", setup=silent_service,
+             errors=ANY_ERROR, steps=[refused(), Step(check=lambda w, d: any(
+                 m.startswith("API request to %s failed: " % URL) for m in d.messages("ERROR")))]),
+    Scenario("an answer over 4 MiB is refused", answer=padded("x" * (5 * 1024 * 1024)),
+             errors=ANY_ERROR,
+             steps=[refused("API request to %s failed: answer larger than 4194304 bytes" % URL)]),
+    Scenario("a large answer within the limit is used", answer=padded(["x" * 1000] * 3000),
+             steps=FAILS_OVER),
+] + [
+    Scenario("an answer with %s is refused" % name, answer=body, status=status,
+             errors=ANY_ERROR, steps=[refused(fatal=fatal), Step(
+                 check=lambda w, d: w.config_requests() == ["/api?fields=uplinker,waninfo"])])
+    for name, body, status, fatal in INVALID_ANSWERS
+] + [
+    Scenario("an answer with %s is refused, naming the member" % name, answer=spoilt(spoil),
+             errors=ANY_ERROR, steps=[refused(fatal=INVALID)])
+    for name, spoil in WRONG_TYPES.items()
+] + [
+    Scenario("a route-table file of random bytes skips every WAN", answer=failover("eth0", "eth1"),
+             setup=rt_tables(noise(1, 64 * 1024)), steps=[
+                 Step(hooks=[""], uplink="", route="",
+                      log=["  Number of wan interfaces [0]"] + [
+                          "Failed to find route table for %s interface. Skipping wan interface."
+                          % n for n in ("eth0", "eth1")]),
+             ]),
+    Scenario("random bytes around the route tables are ignored", answer=failover("eth0", "eth1"),
+             setup=rt_tables(noise(2, 32 * 1024) + b"\n" + netsetup.RT_TABLES.encode()
+                             + noise(3, 32 * 1024)), steps=FAILS_OVER),
+    Scenario("a lookup tool printing random bytes resolves nothing",
+             setup=garbage(noise(4, 8192)), answer=failover(active("eth0", hostname="probe.test"),
+                                                            "eth1"),
+             steps=[GARBAGE_STEP, Step(log=["eth0| Unable to resolve probe.test"])]),
+    Scenario("a lookup tool printing shell words runs nothing",
+             setup=garbage(b"Found ipV4 192.0.2.2;touch /run/canary\n"
+                           b"Found ipV4 $(touch /run/canary)\n"),
+             answer=failover(active("eth0", hostname="probe.test"), "eth1"),
+             steps=[GARBAGE_STEP, Step(carrier("eth1", False), hooks=[UP1, "-d down"])]),
+    Scenario("shell metacharacters in interface names run nothing",
+             setup=fake_tool("ln", RECORDING_LN), answer=odd_names_answer(), steps=[
+                 Step(log=["  Number of wan interfaces [5]"], check=odd_names_linked_nothing_ran),
+             ] + FAILS_OVER),
+    Scenario("a netlink datagram from a sender that is not root is ignored",
+             answer=failover("eth0", "eth1"), steps=[
+                 Step(uplink="eth0", hooks=[UP0]),
+                 # The kernel itself refuses an unprivileged sender; one that may administer
+                 # the network gets through but is not root, and is dropped.
+                 Step(steps(forge(NOBODY, 3), forge(NOBODY + NET_ADMIN, 0), nudge), log=[NUDGED],
+                      nolog=["eth0| Up state changed to false"], uplink="eth0", hooks=[UP0]),
+                 # The same datagram from root is believed: the step above could have failed.
+                 Step(forge([], 0), log=["eth0| Up state changed to false"], uplink="eth1",
+                      hooks=[UP0, DOWN1]),
+             ]),
+]
