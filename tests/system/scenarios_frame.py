@@ -1,0 +1,126 @@
+"""The process frame: command line, log level and target, daemon start with its pid file, the
+state dumps asked for with -d, and the configuration summary of a start."""
+
+import os
+
+from harness import LOG_LINE, read_text, uplinker_entry, waninfo_entry, config_answer
+from scenario import ANY_ERROR, Scenario, Step, carrier, failover
+
+USAGE = ["Usage: uplinker [param]", "Params:",
+         "    -i         : interactive (foreground) mode",
+         "    -p <level> : log level out of range [0-100]",
+         "    -l <file>  : log to file",
+         "    -e         : log to stdout",
+         "    -d         : dump wan states (one more -d for more verbosity)",
+         "    -h         : this help"]
+START = "uplinker starting up with log level %s"
+INIT_DUMP = "Current wan interfaces state [init:172]: At the end of App::init()"
+STEP_DUMP = "Current wan interfaces state [work:211]:"
+
+
+def logged(w, rel):
+    """The (label, message) pairs of a log file under the daemon's /var/run."""
+    lines = (read_text(os.path.join(w.run_dir, rel)) or "").splitlines()
+    return [m.groups() for m in map(LOG_LINE.match, lines) if m]
+
+
+def level_row(args, level, debug):
+    def check(w, d):
+        return d.lines()[0] == ("INFO", START % level) and ("start init" in d.messages()) == debug
+    return Scenario("-p %s logs from %s" % (" -p ".join(args), level), answer=None,
+                    args=["-i", "-e"] + sum((["-p", a] for a in args), []), errors=ANY_ERROR,
+                    steps=[Step(exit=0, check=check)])
+
+
+def usage_first(w, d):
+    return d.output().splitlines()[:len(USAGE)] == USAGE and START % "INFO" in d.messages()
+
+
+def file_log_only(w, d):
+    return logged(w, "x.log")[0] == ("INFO", START % "INFO") and d.lines() == []
+
+
+def unusable_file(w, d):
+    return d.lines()[:2] == [("WARNING", "unable to log to file"), ("INFO", START % "INFO")]
+
+
+def stdout_wins(w, d):
+    return d.lines()[0] == ("INFO", START % "INFO") and read_text(w.run_dir + "/y.log") is None
+
+
+def daemonised(w, d):
+    text = read_text(os.path.join(w.run_dir, "uplinker.pid")) or ""
+    messages = [m for (_, m) in logged(w, "d.log")]
+    if not text.strip() or "main loop" not in messages:
+        return False
+    pid = int(text)
+    return (text == "%d\n" % pid and pid != d.proc.pid and os.getsid(pid) == pid and
+            os.readlink("/proc/%d/cwd" % pid) == "/" and
+            messages.index("start demonize") < messages.index("done parent"))
+
+
+def dumps(init, steps):
+    def check(w, d):
+        stepped = any(m.startswith(STEP_DUMP) for m in d.messages())
+        return (INIT_DUMP in d.messages()) == init and stepped == steps
+    return check
+
+
+def rich_answer():
+    """Every kind of entry: repaired values, a host name, the cellular table, and entries that
+    are dropped (unavailable, no route table, not in the inventory)."""
+    probe = dict(check_type="TCP", hostname="probe.test", tcp_port=8080, icmp_count=300)
+    entries = [uplinker_entry("eth0", 30, monitor="ACTIVE", check_interval=0, icmp_count=0),
+               uplinker_entry("eth1", 20, check_interval=25, **probe),
+               uplinker_entry("ppp0", 10, check_interval=25, weight=3),
+               uplinker_entry("wlan0", 40), uplinker_entry("eth7", 50),
+               uplinker_entry("usb0", 60)]
+    inventory = [waninfo_entry(n) for n in ("eth0", "eth1", "ppp0")]
+    inventory += [waninfo_entry("wlan0", available=False), waninfo_entry("eth7", "ETHERNET")]
+    return config_answer("FAILOVER", entries, inventory)
+
+
+SUMMARY = [
+    "Configuration loaded:", "  Uplinker mode [Failover]", "  Number of wan interfaces [3]",
+    "  PPP     : [ppp0 ] - enabled , Prio/W [10/3], [Passive][Icmp], Interval [25], Tcp [:0], "
+    "Icmp [#1], Host [ipv4: 192.0.2.1]",
+    "  ETHERNET: [eth1 ] - enabled , Prio/W [20/1], [Passive][Tcp], Interval [25], Tcp [:8080], "
+    "Icmp [#4], Host [fqdn: probe.test]",
+    "  ETHERNET: [eth0 ] - enabled , Prio/W [30/1], [Active][Icmp], Interval [60], Tcp [:0], "
+    "Icmp [#4], Host [ipv4: 192.0.2.1]",
+]
+
+SCENARIOS = [
+    Scenario("-h prints the usage and the start goes on", answer=None, errors=ANY_ERROR,
+             args=["-h", "-i", "-e"], steps=[Step(exit=0, check=usage_first)]),
+    Scenario("-l logs to the file alone", answer=None, errors=ANY_ERROR,
+             args=["-i", "-l", "/run/x.log"], steps=[Step(exit=0, check=file_log_only)]),
+    Scenario("-l with an unusable file falls back to standard output", answer=None,
+             errors=ANY_ERROR, args=["-i", "-l", "/run/no/such/dir.log"],
+             steps=[Step(exit=0, check=unusable_file)]),
+    Scenario("-e wins over -l", answer=None, errors=ANY_ERROR,
+             args=["-i", "-e", "-l", "/run/y.log"], steps=[Step(exit=0, check=stdout_wins)]),
+    Scenario("without -i the daemon leaves its parent, writes its pid file and goes on",
+             answer=failover("eth0", "eth1"), args=["-p", "0", "-l", "/run/d.log"], steps=[
+                 Step(exit=0, check=daemonised),
+                 Step(carrier("eth0", False), uplink="eth1",
+                      hooks=["-i eth0 -d up", "-i eth1 -d down"]),
+             ]),
+    Scenario("the configuration summary shows every accepted entry, repaired", answer=rich_answer(),
+             steps=[Step(log=SUMMARY + [
+                 "Config: setting short check interval for eth0 interface to 10 seconds",
+                 "Failed to find route table for eth7 interface. Skipping wan interface."],
+                 check=lambda w, d: d.messages().count("Config: invalid icmp count value") == 2
+                 and "Config: invalid check interval value" in d.messages())]),
+] + [
+    level_row(*row) for row in [
+        (["0"], "TRACE", True), (["20abc"], "DEBUG", True), (["101"], "INFO", False),
+        (["-1"], "INFO", False), (["abc"], "INFO", False), (["4294967296"], "INFO", False),
+        (["0", "40"], "INFO", False), (["0", "101"], "TRACE", True)]
+] + [
+    Scenario("%s dumps the state %s" % (" ".join(d) or "no -d", what),
+             answer=failover("eth0", "eth1"), args=["-i", "-e", "-p", "0"] + d, steps=[
+                 Step(uplink="eth0", check=dumps(init, step))])
+    for d, what, init, step in [([], "never", False, False), (["-d"], "after init", True, False),
+                                (["-d", "-d"], "at every step", True, True)]
+]
