@@ -1,27 +1,22 @@
-// Helpers shared by the fuzz targets: a logger that formats every line but writes nowhere, a
-// private scratch directory, and a loud stop when a behaviour property breaks.
+// Shared by the fuzz targets: a logger that formats every line but writes nowhere, and a loud
+// stop when a property the daemon relies on breaks (libFuzzer keeps the input as a crash).
 #pragma once
 
-#include <cstddef>
-#include <cstdint>
-#include <string>
+#include <cstdio>
+#include <cstdlib>
 
-namespace fuzzutil {
-
-// TRACE in force (so every message is formatted) with /dev/null as the target.
-void quietLogger();
-// A file in a directory made once per process (both removed at exit); the targets that read
-// files write their input there.
-const std::string& scratchFile();
-// Replaces the file's content with the bytes; false when it cannot be written.
-bool writeFile(const std::string& path, const uint8_t* data, size_t size);
-// Reports a broken property and aborts, which libFuzzer records as a crash with its input.
-[[noreturn]] void fail(const char* what);
-
-} // namespace fuzzutil
+#include "support/logger.h"
 
 #define FUZZ_CHECK(condition)                                                                      \
     do {                                                                                           \
-        if (!(condition))                                                                          \
-            fuzzutil::fail(#condition);                                                            \
+        if (!(condition)) {                                                                        \
+            std::fprintf(stderr, "fuzz property broken: %s\n", #condition);                        \
+            std::abort();                                                                          \
+        }                                                                                          \
     } while (0)
+
+inline bool quietLogger() {
+    VRX::Logger::setPrintLevel(VRX::Logger::PrintLevel::TRACE_LEVEL, false);
+    FUZZ_CHECK(VRX::Logger::setup(VRX::Logger::FILE_MODE, "/dev/null"));
+    return true;
+}
