@@ -1,17 +1,10 @@
-"""Scenarios: a world of WANs, a configuration answer, the daemon, then steps.
-
-A step is an action on the kernel, a file or the daemon, followed by what must then hold: the
-uplink, the hook calls so far, interface state files, log lines, an exit status. Expectations
-are polled together until they all hold or the step's deadline passes; lines that must not
-appear are checked once the others hold. A row of a table replaces a test function.
-"""
-
-import os
-import signal
-import subprocess
+"""Scenarios: a world of WANs, a configuration answer, the daemon, then steps. A step is an
+action on the kernel, a file or the daemon, then what must hold: the uplink, every hook call so
+far, interface state files, log lines, an exit status. Expectations are polled together until
+they hold or the deadline passes; lines that must not appear are checked after that."""
 
 import netsetup
-from harness import config_answer, read_text, uplinker_entry, waninfo_entry, wait_for
+from harness import config_answer, uplinker_entry, waninfo_entry, wait_for
 
 ANY_ERROR = "*"
 
@@ -19,42 +12,35 @@ ANY_ERROR = "*"
 class Step:
     def __init__(self, do=None, uplink=None, route=None, hooks=None, istate=None, log=(),
                  nolog=(), exit=None, check=None, timeout=15):
-        self.do = do
-        self.uplink = uplink    # a WAN's name, or "" for none (current_wan empty)
+        self.do = do            # do(world, daemon)
+        self.uplink = uplink    # a WAN: its default route, current_wan, resolver link; "": none
         self.route = route      # the main table's default route, "" for none
         self.hooks = hooks      # every hook call so far, in order
         self.istate = istate or {}
         self.log = log          # exact messages logged after the step began
         self.nolog = nolog      # messages that must not appear in the whole log
         self.exit = exit        # the daemon's exit status
-        self.check = check      # check(world, daemon) -> true once it holds
+        self.check = check      # check(world, daemon): true once it holds
         self.timeout = timeout
 
 
 class Scenario:
     def __init__(self, name, steps, wans=("eth0", "eth1"), answer=None, status=200, args=None,
                  files=None, setup=None, errors=(), slow=False):
-        self.name = name
-        self.steps = steps
-        self.wans = wans        # names, or (name, {add_wan options})
-        self.answer = answer    # None: no configuration service at all
-        self.status = status
-        self.args = args        # the daemon's arguments (default: foreground, stdout, TRACE)
-        self.files = files or {}  # {path under /var/run: text} written before the start
+        self.name, self.steps, self.wans, self.answer, self.status = name, steps, wans, answer, \
+            status
+        self.args = args        # default: foreground, standard output, TRACE
+        self.files = files or {}  # {path under /var/run: text}, written before the start
         self.setup = setup      # setup(world), before the daemon starts
-        self.errors = errors    # ERROR/FATAL messages this scenario expects, or ANY_ERROR
+        self.errors = errors    # the ERROR/FATAL messages expected, or ANY_ERROR
         self.slow = slow
 
 
-# ----- configuration answers -----------------------------------------------------------------
-
 def answer(mode, *wans, disabled=()):
-    """WANs by name in priority order, or (name, {entry options}); disabled ones are in the
-    inventory but not enabled."""
+    """WANs in priority order, by name or as (name, {entry options})."""
     entries = []
     for n, wan in enumerate(wans):
-        name, options = (wan, {}) if isinstance(wan, str) else wan
-        options = dict(options)
+        name, options = (wan, {}) if isinstance(wan, str) else (wan[0], dict(wan[1]))
         entries.append(uplinker_entry(name, options.pop("priority", 10 * (n + 1)), **options))
     inventory = [waninfo_entry(e["interface"], enabled=e["interface"] not in disabled)
                  for e in entries]
@@ -69,8 +55,7 @@ def active(name, **probe):
     return (name, dict(monitor="ACTIVE", **probe))
 
 
-# ----- actions -----------------------------------------------------------------------------
-
+# Actions.
 def carrier(name, on):
     return lambda w, d: w.topo.set_carrier(name, on)
 
@@ -91,10 +76,6 @@ def target(addr, present):
     return lambda w, d: w.topo.set_target(addr, present)
 
 
-def ip(*args):
-    return lambda w, d: w.topo.ip_gw(*args)
-
-
 def write(rel, text):
     return lambda w, d: w.write_run_file(rel, text)
 
@@ -103,32 +84,18 @@ def send(signum):
     return lambda w, d: d.signal(signum)
 
 
-def start_again(*args):
-    """Starts a second daemon; later expectations of the step look at the first."""
-    return lambda w, d: w.start_daemon(*args)
+def steps(*actions):
+    return lambda w, d: [a(w, d) for a in actions]
 
 
 def nudge(w, d):
-    """Makes the daemon read one more kernel datagram, so every earlier one was handled."""
+    """One more kernel datagram for the daemon to read: every earlier one has been handled
+    once it logs NUDGED."""
     w.nudges = getattr(w, "nudges", 1) + 1
     w.topo.ip_gw("addr", "add", "127.0.0.%d/8" % w.nudges, "dev", "lo")
 
 
 NUDGED = "RTM_NEWADDR: index(1) skipping as not wan interface"
-
-
-def steps(*actions):
-    """Several actions as one."""
-    def run(w, d):
-        for a in actions:
-            a(w, d)
-    return run
-
-
-# ----- checks ------------------------------------------------------------------------------
-
-def uplink_of(name):
-    return "default via %s dev %s" % (netsetup.isp_address(name), name)
 
 
 def _route(w):
@@ -144,10 +111,11 @@ def _mismatches(w, d, step, mark):
 
     if step.exit is not None:
         expect("exit status", d.proc.poll(), step.exit)
-    elif not d.running() and not getattr(d, "ended", False):
+    elif not d.running() and not d.ended:
         found.append("the daemon exited with %s" % d.proc.poll())
     if step.uplink:
-        expect("default route", _route(w), uplink_of(step.uplink))
+        expect("default route", _route(w), "default via %s dev %s" % (
+            netsetup.isp_address(step.uplink), step.uplink))
         expect("resolver link", w.resolver_link(), "/var/run/resolv_%s.conf" % step.uplink)
     if step.uplink is not None:
         expect("current_wan", w.current_wan(), step.uplink + "\n")
@@ -157,10 +125,10 @@ def _mismatches(w, d, step, mark):
         expect("hook calls", w.hook_calls(), list(step.hooks))
     for name, text in step.istate.items():
         expect("istate/" + name, w.istate(name), text)
-    messages = set(d.messages()[mark:] if mark <= len(d.messages()) else [])
-    found += ["no log line %r" % m for m in step.log if m not in messages]
+    logged = set(d.messages()[mark:])
+    found += ["no log line %r" % m for m in step.log if m not in logged]
     if step.check and not found and not step.check(w, d):
-        found.append("check %s failed" % step.check.__name__)
+        found.append("the check %s failed" % step.check.__name__)
     return found
 
 
@@ -190,10 +158,9 @@ def run(world, sc):
             last[:] = _mismatches(world, d, step, mark)
             return not last
         try:
-            wait_for("step %d" % n, holds, timeout=step.timeout)
+            wait_for("step %d" % n, holds, step.timeout)
         except AssertionError:
             raise AssertionError("step %d of %r: %s" % (n, sc.name, "; ".join(last)))
         d.ended = d.ended or step.exit is not None
         present = [m for m in step.nolog if m in d.messages()]
         assert not present, "step %d of %r logged %r" % (n, sc.name, present)
-    return d
