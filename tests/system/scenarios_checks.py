@@ -34,17 +34,14 @@ def stop_listener(w, d):
 
 
 def fake_tool(name, script):
-    """Puts a script first on the daemon's PATH under a tool's name; the other tools stay real."""
+    """A script first on the daemon's PATH under a tool's name; the other tools stay real."""
     def setup(w):
         fake = os.path.join(w.root, "fake-tools")
-        os.makedirs(fake, exist_ok=True)
-        for tool in os.listdir(w.tools_dir):
+        os.makedirs(fake)
+        for tool in set(os.listdir(w.tools_dir)) - {name}:
             os.symlink(os.path.join(w.tools_dir, tool), os.path.join(fake, tool))
-        if os.path.lexists(os.path.join(fake, name)):
-            os.unlink(os.path.join(fake, name))
-        with open(os.path.join(fake, name), "w") as f:
-            f.write(script % {"root": w.root, "real": os.path.join(w.tools_dir, name)})
-        os.chmod(os.path.join(fake, name), 0o755)
+        w.write(os.path.join(fake, name), script % {
+            "root": w.root, "real": os.path.join(w.tools_dir, name)}, 0o755)
         w.tools_dir = fake
     return setup
 
@@ -65,9 +62,8 @@ sleep 3600
 
 
 def hung_hook(w):
-    files = [os.path.join(w.root, f) for f in ("hook.log", "hook.pid", "hook.pid")]
-    with open(os.path.join(w.root, "etc-uplinker", "hooks", "after-switch-inet"), "w") as f:
-        f.write(HUNG_HOOK % tuple(files))
+    w.write(os.path.join(w.root, "etc-uplinker", "hooks", "after-switch-inet"), HUNG_HOOK % tuple(
+        os.path.join(w.root, f) for f in ("hook.log", "hook.pid", "hook.pid")), 0o755)
 
 
 def alive(pid):

@@ -8,7 +8,7 @@ import random
 import sys
 
 import netsetup
-from harness import config_answer, read_text, uplinker_entry, waninfo_entry, wait_for
+from harness import config_answer, read_text, uplinker_entry, waninfo_entry
 from scenario import (ANY_ERROR, NUDGED, Scenario, Step, active, carrier, failover, nudge, steps)
 from scenarios_checks import fake_tool
 
@@ -46,10 +46,7 @@ FAILS_OVER = [Step(uplink="eth0", hooks=[UP0]),
 # Accepts connections and never answers them.
 SILENT_SERVICE = r"""
 import socket, sys
-srv = socket.socket()
-srv.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)
-srv.bind(("127.0.0.1", 80))
-srv.listen(16)
+srv = socket.create_server(("127.0.0.1", 80))
 open(sys.argv[1], "w").close()
 held = []
 while True:
@@ -59,15 +56,12 @@ while True:
 
 def silent_service(w):
     ready = os.path.join(w.root, "silent.ready")
-    w.spawn_in(w.topo.gw, [sys.executable, "-c", SILENT_SERVICE, ready])
-    wait_for("the silent service", lambda: os.path.exists(ready))
+    w.spawn_in(w.topo.gw, [sys.executable, "-c", SILENT_SERVICE, ready],
+               lambda: os.path.exists(ready))
 
 
 def rt_tables(data):
-    def setup(w):
-        with open(os.path.join(w.root, "rt_tables"), "wb") as f:
-            f.write(data)
-    return setup
+    return lambda w: w.write(os.path.join(w.root, "rt_tables"), data)
 
 
 def noise(seed, size):
@@ -126,8 +120,7 @@ GARBAGE_DIG = "#!/bin/sh\ncat %(root)s/garbage\n"
 def garbage(text):
     def setup(w):
         fake_tool("vrx-dig", GARBAGE_DIG)(w)
-        with open(os.path.join(w.root, "garbage"), "wb") as f:
-            f.write(text)
+        w.write(os.path.join(w.root, "garbage"), text)
         w.write_run_file("resolv_eth0.conf", "nameserver %s\n" % netsetup.DNS_SERVER)
     return setup
 
