@@ -1,6 +1,6 @@
 """Stand-in for the device's configuration service: stub_config.py STATE_DIR PORT serves
 127.0.0.1:PORT of its namespace. Each GET is answered from STATE_DIR/answer.body and
-answer.status, read afresh, and logged to requests.log; STATE_DIR/ready appears once it listens."""
+answer.status (default 200), read afresh, and logged to requests.log; STATE_DIR/ready appears once it listens."""
 
 import http.server
 import os
@@ -10,15 +10,18 @@ import sys
 class Handler(http.server.BaseHTTPRequestHandler):
     state = "."
 
-    def read(self, name):
-        with open(os.path.join(self.state, name), "rb") as f:
-            return f.read()
+    def read(self, name, default=None):
+        try:
+            with open(os.path.join(self.state, name), "rb") as f:
+                return f.read()
+        except FileNotFoundError:
+            return default
 
     def do_GET(self):
         with open(os.path.join(self.state, "requests.log"), "a") as log:
             log.write(self.path + "\n")
         body = self.read("answer.body")
-        self.send_response(int(self.read("answer.status")))
+        self.send_response(int(self.read("answer.status", b"200")))
         self.send_header("Content-Length", str(len(body)))
         self.end_headers()
         self.wfile.write(body)
