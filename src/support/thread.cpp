@@ -76,7 +76,22 @@ void Thread::stop() {
 void Thread::wait(unsigned int ms) {
     std::unique_lock<std::mutex> guard(waitMutex_);
     waitCondition_.wait_for(guard, std::chrono::milliseconds(ms),
-                            [this] { return canceled_.load(); });
+                            [this] { return woken_ || canceled_.load(); });
+    woken_ = false;
+}
+
+void Thread::waitForWake() {
+    std::unique_lock<std::mutex> guard(waitMutex_);
+    waitCondition_.wait(guard, [this] { return woken_ || canceled_.load(); });
+    woken_ = false;
+}
+
+void Thread::wake() {
+    {
+        std::lock_guard<std::mutex> guard(waitMutex_);
+        woken_ = true;
+    }
+    waitCondition_.notify_all();
 }
 
 bool Thread::isCanceled() const {

@@ -23,8 +23,13 @@ public:
     // Asks the body to finish and returns only after it has returned.
     virtual void stop();
 
-    // Pauses up to ms milliseconds; returns early once stop has been asked.
+    // Pauses up to ms milliseconds; returns early once stop or wake has been asked.
     void wait(unsigned int ms);
+    // Pauses until wake or stop is asked, however long that takes: a body with nothing to do
+    // until it is asked costs nothing meanwhile.
+    void waitForWake();
+    // Makes the body's current or next wait return at once; for work handed to the body.
+    void wake();
     // True once stop has been asked.
     bool isCanceled() const;
     // True when the calling thread is the body of a Thread whose stop has been asked; false on
@@ -42,6 +47,8 @@ private:
     pthread_t thread_{};
     bool started_ = false;
     std::atomic<bool> canceled_{false};
+    // Guarded by waitMutex_: a wake that came while the body was busy is kept for its next wait.
+    bool woken_ = false;
     std::mutex waitMutex_;
     std::condition_variable waitCondition_;
 };

@@ -14,7 +14,8 @@ public:
     explicit WanCheckingThread(Wan* wan);
     ~WanCheckingThread() override;
 
-    // The run method: polls every 100 ms until cancelled, probing when the state is RunActive.
+    // The run method: sleeps until woken, probing whenever the state is RunActive, until
+    // cancelled.
     void checkingThread();
 
     // Appends the name servers of a resolver file; true when a "nameserver" line was found.

@@ -30,13 +30,17 @@ Wan::~Wan() {
 }
 
 void Wan::checkActivate() {
-    VRX::LockGuard guard(lock);
-    if (checkState != Idle) {
-        LOG_DEBUG("checking activate -> not idle");
-        return;
+    {
+        VRX::LockGuard guard(lock);
+        if (checkState != Idle) {
+            LOG_DEBUG("checking activate -> not idle");
+            return;
+        }
+        lastCheckTime = monotonicSeconds();
+        checkState = RunActive;
     }
-    lastCheckTime = monotonicSeconds();
-    checkState = RunActive;
+    // The check thread sleeps until it is told; woken outside the lock, which it takes first.
+    thread.wake();
 }
 
 void Wan::checkDone() {

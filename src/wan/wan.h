@@ -26,7 +26,8 @@ public:
     // Stops the check thread (waiting for a running probe) before anything is freed.
     ~Wan();
 
-    // Asks for a check: Idle -> RunActive, stamping lastCheckTime; refused in any other state.
+    // Asks for a check: Idle -> RunActive, stamping lastCheckTime, and wakes the check thread;
+    // refused in any other state.
     void checkActivate();
     // Releases a collected verdict: SuccessUp/SuccessDown/Failed -> Idle; refused otherwise.
     void checkDone();
