@@ -8,7 +8,8 @@ namespace VRX {
 
 class System {
 public:
-    // Bound on one program run; a program still running then is killed.
+    // Bound on one program run when the caller gives none; a program still running then is
+    // killed.
     static constexpr unsigned int DEFAULT_TIMEOUT_MS = 60000;
     // At most this much of a program's output is kept; the rest is read and dropped.
     static constexpr size_t MAX_OUTPUT = size_t{1024} * 1024;

@@ -8,6 +8,15 @@
 
 namespace {
 
+// An ICMP probe may send one request a second, as ping tools commonly do, and then wait up to
+// 10 s for a late reply; the slack covers its start and a name lookup. A probe still running
+// after that has hung and is killed.
+constexpr unsigned int ICMP_LATE_REPLY_MS = 10000;
+constexpr unsigned int ICMP_REQUEST_MS = 1000;
+constexpr unsigned int PROBE_SLACK_MS = 10000;
+// A TCP check makes one connection, however it is configured.
+constexpr unsigned int TCP_PROBE_LIMIT_MS = 60000;
+
 // What one pass works on, taken together under the Wan's lock.
 struct Snapshot {
     CheckState state;
@@ -67,6 +76,14 @@ std::string resolveTarget(WanCheckingThread& self, const WanConfig& config,
     return addresses.front();
 }
 
+// The run-time bound of a probe follows the work asked of it: 255 requests a second apart
+// must not be cut short.
+unsigned int probeLimitMs(const WanConfig& config) {
+    if (config.checkType == Tcp)
+        return TCP_PROBE_LIMIT_MS;
+    return config.icmpCount * ICMP_REQUEST_MS + ICMP_LATE_REPLY_MS + PROBE_SLACK_MS;
+}
+
 // One requested check, from the snapshot to the stored verdict. No lock is held while the
 // lookup or the probe runs, so the main thread never waits for them.
 void runCheck(WanCheckingThread& self, const Snapshot& snapshot) {
@@ -85,7 +102,7 @@ void runCheck(WanCheckingThread& self, const Snapshot& snapshot) {
     LOG_TRACE("%s| Run checking active -> %s %s", name, command.c_str(),
               VRX::Text::join(arguments, ' ').c_str());
     std::string output;
-    int result = VRX::System::execute(command, arguments, output);
+    int result = VRX::System::execute(command, arguments, output, probeLimitMs(config));
     // A stop during the probe means the Wan is being destroyed: nobody collects the verdict.
     if (self.isCanceled()) {
         LOG_TRACE("%s| Active checking canceled", name);
