@@ -8,7 +8,8 @@ const char* const kPingUsage =
     "usage: uplinker-ping -I ADDRESS -c COUNT TARGET\n"
     "  Sends COUNT (1..255) ICMP echo requests, 200 ms apart, from the local IPv4 ADDRESS to\n"
     "  TARGET (IPv4 address or host name). Exits 0 at the first reply, 1 when none came\n"
-    "  within 1 s after the last request, 2 on a usage error.\n";
+    "  within 6 s after the last request (a reply up to 5 s late still counts; a silent\n"
+    "  TARGET takes 6.6 s with COUNT 4), 2 on a usage error.\n";
 
 ParseStatus parsePingArgs(const std::vector<std::string>& args, PingArgs& parsed,
                           std::string& error) {

@@ -17,7 +17,10 @@ namespace {
 
 const char* const kProgram = "uplinker-ping";
 constexpr int kIntervalMs = 200;
-constexpr int kGraceMs = 1000;
+// How long replies are awaited after the last request. A loaded cellular link can hold a
+// reply back for seconds; one up to 5 s late must still count, and a silent target must
+// still be reported well within 10 s at the usual count of 4.
+constexpr int kReplyWaitMs = 6000;
 // Room for name resolution before the first request; the watchdog ends anything longer.
 constexpr unsigned kLookupSeconds = 5;
 
@@ -88,7 +91,7 @@ bool drainReplies(const Pinger& pinger) {
 
 // Sends the requests on their schedule and listens in between; true at the first reply.
 bool exchange(Pinger& pinger, unsigned count) {
-    tools::Deadline end((static_cast<int64_t>(count) - 1) * kIntervalMs + kGraceMs);
+    tools::Deadline end((static_cast<int64_t>(count) - 1) * kIntervalMs + kReplyWaitMs);
     unsigned sent = 0;
     int64_t nextSend = tools::monotonicMs();
     while (!end.expired()) {
@@ -108,7 +111,7 @@ bool exchange(Pinger& pinger, unsigned count) {
 }
 
 int run(const tools::PingArgs& args) {
-    tools::armWatchdog(kLookupSeconds + ((args.count - 1) * kIntervalMs + kGraceMs) / 1000 + 1);
+    tools::armWatchdog(kLookupSeconds + ((args.count - 1) * kIntervalMs + kReplyWaitMs) / 1000 + 1);
     in_addr target{};
     std::string error;
     if (!tools::lookupIpv4(args.target, target, error)) {
