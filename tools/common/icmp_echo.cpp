@@ -18,15 +18,18 @@ void write16(uint8_t* at, uint16_t value) {
     at[1] = static_cast<uint8_t>(value & 0xff);
 }
 
-// Skips the IPv4 header after checking that it is whole and carries ICMP; returns the offset
-// of the ICMP message or 0 when the datagram is unusable.
-size_t icmpOffset(const uint8_t* data, size_t length) {
-    if (length < kMinIpHeaderSize || (data[0] >> 4) != 4)
-        return 0;
+// Finds the ICMP message of an IPv4 datagram after checking that the header is whole, that
+// it carries ICMP and that its total length fits what was received; false when unusable.
+bool icmpPart(const uint8_t* data, size_t length, size_t& offset, size_t& icmpLength) {
+    if (length < kMinIpHeaderSize || (data[0] >> 4) != 4 || data[9] != kProtocolIcmp)
+        return false;
     size_t headerSize = static_cast<size_t>(data[0] & 0x0f) * 4;
-    if (headerSize < kMinIpHeaderSize || headerSize > length || data[9] != kProtocolIcmp)
-        return 0;
-    return headerSize;
+    size_t totalLength = read16(data + 2);
+    if (headerSize < kMinIpHeaderSize || headerSize > totalLength || totalLength > length)
+        return false;
+    offset = headerSize;
+    icmpLength = totalLength - headerSize;
+    return true;
 }
 
 } // namespace
@@ -59,11 +62,16 @@ bool isOurEchoReply(const uint8_t* data, size_t length, in_addr sender,
     if (sender.s_addr != expected.target.s_addr)
         return false;
     size_t offset = 0;
-    if (expected.withIpHeader && (offset = icmpOffset(data, length)) == 0)
+    size_t icmpLength = length;
+    if (expected.withIpHeader && !icmpPart(data, length, offset, icmpLength))
         return false;
-    if (length - offset < kIcmpHeaderSize)
+    if (icmpLength < kIcmpHeaderSize)
         return false;
     const uint8_t* icmp = data + offset;
+    // A raw socket gets its copy before the kernel's ICMP layer has checked the datagram; an
+    // ICMP datagram socket only gets what passed that check.
+    if (expected.withIpHeader && internetChecksum(icmp, icmpLength) != 0)
+        return false;
     if (icmp[0] != kEchoReply || icmp[1] != 0)
         return false;
     if (expected.checkId && read16(icmp + 4) != expected.id)

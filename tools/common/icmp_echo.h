@@ -25,7 +25,8 @@ struct EchoExpectation {
     in_addr target;   // the reply must come from here
 };
 
-// True when a received datagram from sender is an echo reply (type 0) to one of our requests.
+// True when a received datagram from sender is an intact echo reply (type 0) to one of our
+// requests.
 bool isOurEchoReply(const uint8_t* data, size_t length, in_addr sender,
                     const EchoExpectation& expected);
 
