@@ -1,0 +1,161 @@
+"""The probe and lookup tools, run for real from the gateway namespace against the ISP one."""
+
+import json
+import os
+import shutil
+import subprocess
+import sys
+import time
+
+import pytest
+
+import netsetup
+from conftest import TOOLS_DIR
+
+SOURCE = netsetup.gw_address("eth0")
+PING_CASES = [
+    # ISP address, its reply's delay in s (None: no reply) and flaw, count, exit status
+    ("198.51.100.1", 0, "", ["-c", "4"], 0), ("198.51.100.2", 3, "", ["-c4"], 0),
+    ("198.51.100.3", 5, "", ["-c", "1"], 0), ("198.51.100.4", None, "", ["-c", "4"], 1),
+    ("198.51.100.5", 0, "checksum", ["-c", "1"], 1), ("198.51.100.6", 0, "id", ["-c", "1"], 1),
+]
+
+# The ISP's kernel stays silent (icmp_echo_ignore_all); this answers on a raw socket instead,
+# late or flawed as the destination asks. Replies leave from a socket bound to that address.
+RESPONDER = r"""
+import json, socket, struct, sys, threading
+open("/proc/sys/net/ipv4/icmp_echo_ignore_all", "w").write("1")
+MODES = json.loads(sys.argv[1])
+
+def checksum(data):
+    total = sum(struct.unpack("!%dH" % (len(data) // 2), data))
+    while total >> 16:
+        total = (total & 0xffff) + (total >> 16)
+    return ~total & 0xffff
+
+def reply(source, to, request, flaw):
+    ident, seq = struct.unpack_from("!HH", request, 4)
+    body = struct.pack("!BBHHH", 0, 0, 0, ident ^ (flaw == "id"), seq) + request[8:]
+    body = body[:2] + struct.pack("!H", checksum(body) ^ (flaw == "checksum")) + body[4:]
+    with socket.socket(socket.AF_INET, socket.SOCK_RAW, socket.IPPROTO_ICMP) as out:
+        out.bind((source, 0))
+        out.sendto(body, (to, 0))
+
+sock = socket.socket(socket.AF_INET, socket.SOCK_RAW, socket.IPPROTO_ICMP)
+open(sys.argv[2], "w").close()
+while True:
+    packet, (sender, _) = sock.recvfrom(2048)
+    start, target = (packet[0] & 15) * 4, socket.inet_ntoa(packet[16:20])
+    delay, flaw = MODES.get(target, (None, ""))
+    if packet[start] == 8 and delay is not None:
+        threading.Timer(delay, reply, (target, sender, packet[start:], flaw)).start()
+"""
+
+
+def start_tool(world, name, *args):
+    return subprocess.Popen(["ip", "netns", "exec", world.topo.gw, os.path.join(TOOLS_DIR, name)]
+                            + list(args), stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+                            text=True)
+
+
+def finish(proc, started):
+    """(exit status, stdout, stderr); fails when the tool still runs 10 s after started."""
+    out, err = proc.communicate(timeout=max(0.0, started + 10.0 - time.monotonic()))
+    return proc.returncode, out, err
+
+
+def run_tool(world, name, *args):
+    return finish(start_tool(world, name, *args), time.monotonic())
+
+
+@pytest.fixture
+def isp(world):
+    world.add_wans("eth0")
+    for case in PING_CASES:
+        world.topo.set_target(case[0], True)
+    return world
+
+
+def test_ping_counts_late_replies_and_gives_up_on_silence(isp):
+    ready = os.path.join(isp.root, "responder.ready")
+    modes = {case[0]: case[1:3] for case in PING_CASES}
+    isp.spawn_in(isp.topo.isp, [sys.executable, "-c", RESPONDER, json.dumps(modes), ready],
+                 lambda: os.path.exists(ready))
+    started = time.monotonic()
+    # All at once: each run's own identifier and target keep the replies apart.
+    runs = [(target, status, start_tool(isp, "uplinker-ping", "-I", SOURCE, *count,
+                                        "--", target))
+            for target, _, _, count, status in PING_CASES]
+    for target, status, proc in runs:
+        verdict = "is alive" if status == 0 else "did not answer"
+        assert finish(proc, started) == (status, "uplinker-ping: %s %s\n" % (target, verdict),
+                                         ""), target
+
+
+def test_inet_check_connects_through_the_interface(isp):
+    isp.start_tcp_listener(netsetup.TARGET, 8080)
+    probe = ["-m", "active", "-h", netsetup.TARGET, "-t", "tcp", "-p"]
+    assert run_tool(isp, "inet-check", *probe, "8080", "eth0") == (
+        0, "inet-check: connected to 192.0.2.1:8080 through eth0\n", "")
+    assert run_tool(isp, "inet-check", *probe, "8081", "eth0") == (
+        1, "", "inet-check: connect: Connection refused\n")
+    assert run_tool(isp, "inet-check", *probe, "8080", "eth9") == (
+        1, "", "inet-check: no interface eth9\n")
+
+
+def test_dig_asks_the_given_server_from_the_given_address(isp):
+    dnsmasq = shutil.which("dnsmasq") or "/usr/sbin/dnsmasq"
+    queries = isp.start_name_server(dnsmasq, {"probe.test": "192.0.2.7", "gone.test": ""})
+    server = "--dns-address=%s:53" % netsetup.DNS_SERVER
+    assert run_tool(isp, "vrx-dig", "--bind-address", SOURCE, server, "probe.test") == (
+        0, "Found ipV4 192.0.2.7\n", "")
+    assert "query[A] probe.test from %s" % SOURCE in open(queries).read()
+    # No such name is an answer too; a server that is not there is not.
+    assert run_tool(isp, "vrx-dig", "--bind-address=" + SOURCE, server, "gone.test") == (
+        0, "", "")
+    status, out, err = run_tool(isp, "vrx-dig", "--bind-address", SOURCE,
+                                "--dns-address", netsetup.DNS_SERVER + ":5353", "probe.test")
+    assert (status, out, err.startswith("vrx-dig: probe.test: ")) == (1, "", True)
+
+
+PING = ["-I", "10.0.0.2", "-c", "4"]
+CHECK = ["-m", "active", "-h", "192.0.2.7", "-t", "tcp", "-p", "80"]
+DIG = ["--bind-address", "10.0.0.2", "--dns-address", "192.0.2.53"]
+ARGUMENT_CASES = [
+    # tool, arguments, exit status, first line (stdout for help, stderr for a refusal)
+    ("uplinker-ping", ["--help"], 0, "usage: uplinker-ping -I ADDRESS -c COUNT TARGET"),
+    ("uplinker-ping", [], 2, "both -I and -c are required"),
+    ("uplinker-ping", PING[:2] + ["-c0", "x"], 2, "COUNT must be 1..255, not 0"),
+    ("uplinker-ping", PING[:3] + ["256", "x"], 2, "COUNT must be 1..255, not 256"),
+    ("uplinker-ping", ["-I", "eth0"] + PING[2:] + ["x"], 2, "bad source address eth0"),
+    ("uplinker-ping", PING, 2, "exactly one TARGET is required"),
+    ("uplinker-ping", PING + ["a", "b"], 2, "exactly one TARGET is required"),
+    ("uplinker-ping", PING + ["a b"], 2, "exactly one TARGET is required"),
+    ("uplinker-ping", PING[2:] + ["x", "-I"], 2, "option -I needs a value"),
+    ("uplinker-ping", PING + ["-I", "10.0.0.3", "x"], 2, "option -I given twice"),
+    ("uplinker-ping", ["--help=yes"], 2, "option --help=yes takes no value"),
+    ("inet-check", ["-h"], 0, "usage: inet-check -m active -h HOST -t tcp -p PORT IFNAME"),
+    ("inet-check", ["-m", "passive"] + CHECK[2:] + ["eth0"], 2,
+     "only -m active is supported, not passive"),
+    ("inet-check", CHECK[:4] + CHECK[6:] + ["eth0"], 2, "-t tcp is required"),
+    ("inet-check", CHECK[:-1] + ["0", "eth0"], 2, "a PORT in 1..65535 is required after -p"),
+    ("inet-check", CHECK + ["interface-too-long"], 2, "exactly one interface name is required"),
+    ("inet-check", CHECK + ["eth0", "eth1"], 2, "exactly one interface name is required"),
+    ("vrx-dig", ["-h"], 0, "usage: vrx-dig --bind-address ADDRESS --dns-address SERVER[:PORT] "
+                           "NAME"),
+    ("vrx-dig", DIG[2:] + ["a"], 2, "both --bind-address and --dns-address are required"),
+    ("vrx-dig", DIG[:3] + ["192.0.2.53:0", "a"], 2, "bad server address 192.0.2.53:0"),
+    ("vrx-dig", ["-bind-address"] + DIG[1:] + ["a"], 2, "unknown option -bind-address"),
+    ("vrx-dig", DIG + ["a" * 254], 2, "exactly one NAME is required"),
+]
+
+
+@pytest.mark.parametrize("tool, args, status, first", ARGUMENT_CASES)
+def test_argument_vectors(tool, args, status, first):
+    res = subprocess.run([os.path.join(TOOLS_DIR, tool)] + args, capture_output=True, text=True,
+                         timeout=10)
+    shown = res.stdout if status == 0 else res.stderr
+    prefix = "" if status == 0 else tool + ": "
+    assert (res.returncode, shown.splitlines()[0]) == (status, prefix + first)
+    # A refusal also shows the usage, on stderr; help and refusals never start any work.
+    assert status == 0 or res.stdout == "" and "usage: " + tool in res.stderr
