@@ -1,6 +1,5 @@
 // The per-interface state files other programs on the device read to learn whether the engine
 // last saw an interface gain or lose internet.
-#include <fstream>
 #include <string>
 
 #include "app/app.h"
@@ -14,9 +13,5 @@ void App::writeInterfaceState(const std::string& name, bool up) {
         return;
     const char* content = !it->config.enabled ? "Disabled" : (up ? "Up" : "Down");
     // The name is used as a file name only, never handed to the shell.
-    std::ofstream out;
-    if (!openStateFile(out, ISTATE_DIR + name, ISTATE_DIR))
-        return;
-    out << content << '\n';
-    out.flush();
+    writeStateFile(ISTATE_DIR + name, ISTATE_DIR, content);
 }

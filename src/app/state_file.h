@@ -1,9 +1,9 @@
-// Opening the engine's small state files under /var/run.
+// Writing the engine's small state files under /var/run.
 #pragma once
 
-#include <fstream>
 #include <string>
 
-// Opens path for writing with truncation; when that fails, creates directory with "mkdir -p"
-// and tries once more. False when the file still cannot be opened.
-bool openStateFile(std::ofstream& out, const std::string& path, const std::string& directory);
+// Rewrites path with line and a newline: opened with truncation, created with mode 0644, and
+// never through a symbolic link. When the open fails, creates directory with "mkdir -p" and
+// tries once more; after that nothing is written.
+void writeStateFile(const std::string& path, const std::string& directory, const std::string& line);

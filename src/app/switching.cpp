@@ -38,11 +38,7 @@ const char* hookDirection(int previousWan, int currentWan) {
 } // namespace
 
 void App::writeCurrentWan(const std::string& name) {
-    std::ofstream out;
-    if (!openStateFile(out, CURRENT_WAN_FILE, CURRENT_WAN_DIR))
-        return;
-    out << name << '\n';
-    out.flush();
+    writeStateFile(CURRENT_WAN_FILE, CURRENT_WAN_DIR, name);
 }
 
 void App::switchInet() {

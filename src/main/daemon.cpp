@@ -64,7 +64,11 @@ bool writePidFile(const char* path) {
 
 // The child's part: new session, no working directory pinned, no terminal streams.
 static bool detachChild() {
+    // The inherited mask is dropped, and 022 put in its place: our own files name their modes,
+    // but "mkdir -p", the hook and the probes create with the mask, and nothing on the device
+    // made by a root daemon may be writable by others.
     umask(0);
+    umask(S_IWGRP | S_IWOTH);
     if (setsid() == -1) {
         LOG_ERROR("start new session failed!");
         return false;
