@@ -2,6 +2,7 @@
 // than none, and nothing already done is undone.
 #include "main/daemon.h"
 
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <fcntl.h>
@@ -25,6 +26,16 @@ static bool redirectStandardStreams() {
         }
     }
     return true;
+}
+
+void openStandardStreams() {
+    for (int fd = STDIN_FILENO; fd <= STDERR_FILENO; ++fd) {
+        if (fcntl(fd, F_GETFD) != -1 || errno != EBADF)
+            continue;
+        // The lowest free descriptor is this one, as every lower one is open.
+        if (open(NULL_DEVICE, O_RDWR) == -1)
+            return;
+    }
 }
 
 static bool lockWholeFile(int fd) {

@@ -7,6 +7,11 @@ constexpr const char* PID_FILE = "/var/run/uplinker.pid";
 constexpr const char* NULL_DEVICE = "/dev/null";
 constexpr size_t PID_TEXT_SIZE = 100;
 
+// Opens the null device on any of descriptors 0 to 2 that is closed. Called before anything
+// else is opened: a log file or a lock socket that landed there would be closed by the daemon
+// start, or a child would write into it believing it its standard output.
+void openStandardStreams();
+
 enum class DaemonStart { Child, Parent, Failed };
 
 // Forks; the parent gets Parent and should exit 0, the child detaches from the terminal,

@@ -42,6 +42,8 @@ static int runApp(int dumpVerbosity) {
 }
 
 int main(int argc, char** argv) {
+    openStandardStreams();
+    ignoreBrokenPipe();
     // Standard output may be a pipe to a supervisor; each log line should reach it when written.
     (void)setvbuf(stdout, nullptr, _IOLBF, 0);
     VRX::Logger::setPrintLevel(VRX::Logger::PrintLevel::INFO_LEVEL, true);

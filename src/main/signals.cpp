@@ -27,6 +27,10 @@ static bool installHandler(int signalNumber, void (*handler)(int)) {
     return sigaction(signalNumber, &action, nullptr) != -1;
 }
 
+void ignoreBrokenPipe() {
+    (void)installHandler(SIGPIPE, SIG_IGN);
+}
+
 bool installSignalHandlers() {
     LOG_DEBUG("set signal handlers");
     if (!installHandler(SIGHUP, onHangup)) {
