@@ -8,6 +8,7 @@
 #include "main/options.h"
 #include "main/signals.h"
 #include "support/log.h"
+#include "support/shell.h"
 
 // Both flags are tested before every step, so a stop request ends the loop after the step in
 // which it arrived.
@@ -64,5 +65,6 @@ int main(int argc, char** argv) {
     }
     if (!installSignalHandlers())
         return 1;
+    stopShellCommandsWith(&gRunning);
     return runApp(options.dumpVerbosity);
 }

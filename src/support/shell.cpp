@@ -1,5 +1,7 @@
 #include "support/shell.h"
 
+#include <algorithm>
+#include <cstdint>
 #include <spawn.h>
 
 #include "support/child_process.h"
@@ -10,6 +12,31 @@ extern char** environ;
 namespace {
 
 const char* const SHELL_PATH = "/bin/sh";
+// How often a running command's wait looks at the stop request.
+constexpr int64_t STOP_POLL_MS = 100;
+
+// Set once at start-up, before any thread runs; the flag itself is written by a signal handler.
+const volatile sig_atomic_t* gShellRunning = nullptr;
+
+bool stopRequested() {
+    return gShellRunning != nullptr && *gShellRunning == 0;
+}
+
+enum class Outcome { Exited, TimedOut, Stopped };
+
+// Waits in short slices, so that a stop request ends the wait without waiting out the bound.
+Outcome waitForCommand(pid_t pid, int64_t deadline, int& status) {
+    using VRX::ChildProcess::monotonicMs;
+    for (;;) {
+        int64_t slice = std::min(deadline, monotonicMs() + STOP_POLL_MS);
+        if (VRX::ChildProcess::waitUntil(pid, slice, status))
+            return Outcome::Exited;
+        if (monotonicMs() >= deadline)
+            return Outcome::TimedOut;
+        if (stopRequested())
+            return Outcome::Stopped;
+    }
+}
 
 bool isSafeCharacter(char c) {
     if ((c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9'))
@@ -43,14 +70,22 @@ int runShell(const std::string& command, unsigned int timeoutSeconds) {
         return -1;
     int status = 0;
     int64_t deadline = monotonicMs() + static_cast<int64_t>(timeoutSeconds) * 1000;
-    if (waitUntil(pid, deadline, status))
+    Outcome outcome = waitForCommand(pid, deadline, status);
+    if (outcome == Outcome::Exited)
         return status;
     // A hung hook or ip command must not stall the daemon; the group kill also ends whatever
     // the shell started.
     killGroupAndReap(pid);
-    LOG_WARNING("command timed out after %u seconds and was killed: %s", timeoutSeconds,
-                command.c_str());
+    if (outcome == Outcome::Stopped)
+        LOG_DEBUG("command ended by the stop request: %s", command.c_str());
+    else
+        LOG_WARNING("command timed out after %u seconds and was killed: %s", timeoutSeconds,
+                    command.c_str());
     return -1;
+}
+
+void stopShellCommandsWith(const volatile sig_atomic_t* running) {
+    gShellRunning = running;
 }
 
 bool isShellSafe(const std::string& word) {

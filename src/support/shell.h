@@ -1,6 +1,7 @@
 // Shell commands with a time bound, and quoting of untrusted words for them.
 #pragma once
 
+#include <csignal>
 #include <string>
 
 // Bounds for the shell commands the daemon runs.
@@ -11,6 +12,10 @@ constexpr unsigned int COMMAND_TIMEOUT_S = 10;
 // process group, which is killed when the command runs past timeoutSeconds; that is logged at
 // WARNING naming the command. Returns -1 when the shell could not be started or was killed.
 int runShell(const std::string& command, unsigned int timeoutSeconds);
+
+// From now on, a command that runs while *running is 0 (a stop was asked) is killed within
+// about 100 ms, so that a hung hook cannot hold a stopping daemon up to its time bound.
+void stopShellCommandsWith(const volatile sig_atomic_t* running);
 
 // True when the word is made only of letters, digits and ._-@+: and so needs no quoting.
 bool isShellSafe(const std::string& word);
