@@ -8,7 +8,6 @@
 #include <fcntl.h>
 #include <mutex>
 #include <sys/socket.h>
-#include <sys/un.h>
 #include <syslog.h>
 #include <unistd.h>
 #include <vector>
@@ -60,16 +59,15 @@ void writeAll(int fd, const char* data, size_t length) {
     }
 }
 
-bool syslogReachable() {
+// The system log need not be up yet: the C library connects to /dev/log again for a message
+// that finds it unconnected, and reconnects once when a send fails (the system log restarted).
+// So the target is unusable only when no local datagram socket can be made at all.
+bool syslogUsable() {
     int fd = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     if (fd < 0)
         return false;
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    (void)snprintf(address.sun_path, sizeof(address.sun_path), "%s", "/dev/log");
-    bool reachable = connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof(address)) == 0;
     close(fd);
-    return reachable;
+    return true;
 }
 
 int syslogPriority(int level) {
@@ -150,7 +148,7 @@ bool Logger::setup(const PrintMode& mode, const std::string& ident, const int& o
                    const int& facility) {
     if (mode != SYSLOG_MODE)
         return setup(mode);
-    if (!syslogReachable())
+    if (!syslogUsable())
         return false;
     LoggerState& s = state();
     std::lock_guard<std::mutex> guard(s.mutex);
@@ -178,11 +176,13 @@ void Logger::printfGeneric(int level, const char* label, const char* format, ...
 
     LoggerState& s = state();
     std::lock_guard<std::mutex> guard(s.mutex);
+    const char* text = label ? label : "";
     if (s.mode == SYSLOG_MODE) {
-        syslog(syslogPriority(level), "%s", message.c_str());
+        // The priority alone cannot tell TRACE from DEBUG; the label can.
+        syslog(syslogPriority(level), "[%s] %s", text, message.c_str());
         return;
     }
-    std::string line = timeStamp() + " [" + (label ? label : "") + "] " + message + "\n";
+    std::string line = timeStamp() + " [" + text + "] " + message + "\n";
     writeAll(s.mode == FILE_MODE && s.fileFd >= 0 ? s.fileFd : STDOUT_FILENO, line.data(),
              line.size());
 }

@@ -31,7 +31,9 @@ public:
     static bool setup(const PrintMode& mode);
     // Selects a log file (appended to); false when it cannot be opened.
     static bool setup(const PrintMode& mode, const std::string& fileName);
-    // Selects the system log under an identity; false when the system log cannot be reached.
+    // Selects the system log under an identity; messages carry their label there too. The system
+    // log may come up later or restart: it gets the messages logged while it is up. False only
+    // when no local socket can be made.
     static bool setup(const PrintMode& mode, const std::string& ident, const int& option,
                       const int& facility);
     // True when a message of this level would be written at the level in force.
