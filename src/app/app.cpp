@@ -13,17 +13,28 @@ App::App(bool* runningFlag, int verbosity)
 
 App::~App() {
     LOG_TRACE("App::~App");
-    // The check threads are stopped in table order, the most preferred WAN first. Wan cannot be
-    // assigned, so the vector cannot erase from its front; stopping each thread explicitly keeps
+    // The WANs are torn down in table order, the most preferred first, each logged before its
+    // thread stops, so that a cancelled probe's line follows its own WAN's. Wan cannot be
+    // assigned, so the vector cannot erase from its front; tearing each down explicitly keeps
     // the order independent of how the vector destroys its elements.
     for (Wan& wan : wans)
-        wan.thread.stop();
+        wan.teardown();
     wans.clear();
+}
+
+// Each WAN has logged its own failure to start its thread.
+static bool checkThreadsRunning(const std::vector<Wan>& wans) {
+    for (const Wan& wan : wans) {
+        if (!wan.thread.isRunning())
+            return false;
+    }
+    return true;
 }
 
 bool App::init() {
     LOG_TRACE("App::init");
-    if (!initWans(Conf::inst()))
+    // A daemon that could never probe one of its WANs must not pretend to run.
+    if (!initWans(Conf::inst()) || !checkThreadsRunning(wans))
         return false;
     LOG_DEBUG("INIT NETLINK STARTED");
     if (!openNetlink())

@@ -32,6 +32,9 @@ public:
     void wake();
     // True once stop has been asked.
     bool isCanceled() const;
+    // True from a start that created the thread until stop has joined it; false after a start
+    // that failed (no thread could be created).
+    bool isRunning() const { return started_; }
     // True when the calling thread is the body of a Thread whose stop has been asked; false on
     // any other thread. Lets long operations deep in a body (a running program) end early.
     static bool isCurrentCanceled();

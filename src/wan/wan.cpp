@@ -9,7 +9,7 @@ Wan::Wan(const WanConfig& wanConfig)
       checkState(Idle), thread(this), lastCheckTime(0) {
     LOG_TRACE("Wan::Wan");
     // Started last: the thread reads this object, which must be complete by then.
-    thread.start();
+    startThread();
 }
 
 // The kernel-side state and the engine's flags travel with the copy, but a check that other
@@ -20,13 +20,25 @@ Wan::Wan(const Wan& other)
       lastEnabled(other.lastEnabled), activeResult(other.activeResult), checkState(Idle),
       thread(this), lastCheckTime(other.lastCheckTime) {
     LOG_TRACE("Wan::Wan");
-    thread.start();
+    startThread();
 }
 
 // The thread must have returned before the members it reads are destroyed.
 Wan::~Wan() {
+    if (!tornDown)
+        teardown();
+}
+
+void Wan::teardown() {
+    tornDown = true;
     LOG_TRACE("Wan::~Wan");
     thread.stop();
+}
+
+void Wan::startThread() {
+    thread.start();
+    if (!thread.isRunning())
+        LOG_ERROR("%s| unable to start the check thread", ifname.c_str());
 }
 
 void Wan::checkActivate() {

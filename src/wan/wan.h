@@ -23,8 +23,12 @@ public:
     // other.
     Wan(const Wan& other);
     Wan& operator=(const Wan&) = delete;
-    // Stops the check thread (waiting for a running probe) before anything is freed.
+    // Stops the check thread (waiting for a running probe) before anything is freed, unless
+    // teardown already did.
     ~Wan();
+    // The first half of destruction, for an owner that destroys its WANs in a fixed order: logs
+    // it as the destructor does and stops the check thread.
+    void teardown();
 
     // Asks for a check: Idle -> RunActive, stamping lastCheckTime, and wakes the check thread;
     // refused in any other state.
@@ -55,4 +59,10 @@ public:
     VRX::Lock lock;
     WanCheckingThread thread;
     int32_t lastCheckTime;
+
+private:
+    // Starts the thread; a WAN without one would wait for a verdict forever, so that is an error.
+    void startThread();
+
+    bool tornDown = false;
 };
