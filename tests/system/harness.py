@@ -67,6 +67,7 @@ mount --bind "$1/etc-uplinker" /etc/uplinker
 mount --bind "$1/run" /run
 root=$1
 shift
+eval "$UPLINKER_PRELUDE"
 exec "$@" >"$root/$UPLINKER_OUT" 2>&1
 '''
 
@@ -76,6 +77,7 @@ class Daemon:
         self.out_path = os.path.join(world.root, out_name)
         env = dict(os.environ, UPLINKER_OUT=out_name)
         env["PATH"] = world.tools_dir + ":" + env.get("PATH", "/usr/sbin:/usr/bin:/sbin:/bin")
+        env["UPLINKER_PRELUDE"] = world.prelude
         cmd = ["ip", "netns", "exec", world.topo.gw, "unshare", "--mount", "--propagation",
                "private", "sh", "-c", MOUNT_SCRIPT, "sh", world.root, world.binary] + list(args)
         self.proc = subprocess.Popen(cmd, env=env, stdin=subprocess.DEVNULL)
@@ -123,6 +125,9 @@ class World:
         n = "%d_%d" % (os.getpid(), next(_counter))
         self.topo = netsetup.Topology("uplgw" + n, "uplisp" + n)
         self.daemons, self.helpers, self.allowed_errors = [], [], set()
+        # Shell code run in the daemon's namespaces just before it starts, with "$@" its command
+        # line and $root the test's directory; it may start the daemon itself and exit.
+        self.prelude, self.cgroup = "", None
         self.run_dir = os.path.join(self.root, "run")
         self.stub_dir = os.path.join(self.root, "stub")
         self.hook_log = os.path.join(self.root, "hook.log")
@@ -194,6 +199,18 @@ class World:
     def config_requests(self):
         return (read_text(os.path.join(self.stub_dir, "requests.log")) or "").splitlines()
 
+    def limit_tasks(self, count):
+        """Starts the daemon in a pids cgroup of its own that allows count tasks (threads)."""
+        v1 = os.path.isdir("/sys/fs/cgroup/pids")
+        self.cgroup = os.path.join("/sys/fs/cgroup/pids" if v1 else "/sys/fs/cgroup", self.topo.gw)
+        os.mkdir(self.cgroup)
+        with open(os.path.join(self.cgroup, "pids.max"), "w") as f:
+            f.write(str(count))
+        # "ip netns exec" gives the daemon a /sys without the cgroup mounts.
+        fs = "cgroup -o pids cgroup" if v1 else "cgroup2 cgroup"
+        self.prelude += ("mkdir /mnt/cg\nmount -t %s /mnt/cg\necho $$ > /mnt/cg/%s/cgroup.procs\n"
+                         % (fs, self.topo.gw))
+
     def hook_calls(self):
         return (read_text(self.hook_log) or "").splitlines()
 
@@ -231,4 +248,7 @@ class World:
                 os.kill(pid, signal.SIGKILL)
             except ProcessLookupError:
                 pass
+        if self.cgroup:
+            wait_for("an empty cgroup", lambda: subprocess.call(
+                ["rmdir", self.cgroup], stderr=subprocess.DEVNULL) == 0)
         self.topo.destroy()
