@@ -134,11 +134,16 @@ SCENARIOS = [
                  Step(operstate("wlan0", "dormant"), log=[ROAMING, LOCKING],
                       istate={"wlan0": DOWN}),
                  # Locked: no switch to eth1 although wlan0 has no link.
-                 Step(nudge, log=[NUDGED], uplink="wlan0", hooks=[UPW], check=lock_dumped),
+                 Step(nudge, uplink="wlan0", hooks=[UPW], check=lock_dumped, log=[
+                     NUDGED, "RTM_NEWROUTE: index(1) skipping as not wan interface",
+                     "Current wan interfaces state [work:229]: In locked state, all state "
+                     "variables are fixed"]),
                  # The search from the top finds wlan0 again: a refresh without a direction.
                  Step(operstate("wlan0", "up"), uplink="wlan0", hooks=[UPW, "-i wlan0"],
                       istate={"wlan0": UP}, nolog=[TIMEOUT],
-                      log=[EARLY, "Search for best available wan among all enabled wans"]),
+                      log=[EARLY, "Search for best available wan among all enabled wans",
+                           "Current wan interfaces state [work:261]: State variables right "
+                           "after unlocking"]),
              ]),
     Scenario("roaming of a wlan0 that is not current takes no lock",
              wans=("eth0", WLAN0), setup=wlan0_up, answer=failover("eth0", "wlan0"), steps=[

@@ -59,11 +59,24 @@ def daemonised(w, d):
             messages.index("start demonize") < messages.index("done parent"))
 
 
-def dumps(init, steps):
+DUMPED = {"init:172": "At the end of App::init()", "searchNextWan:392":
+          "At the beginning of searchNextWan()", "work:272": "After searchNextWan()",
+          "work:282": "Before switchInet()", "work:286": "After switchInet()", "work:211": ""}
+
+
+def dumps(places):
+    """The state dumps are exactly those at these places; a WAN line and the index line of the
+    dump after the first switch are checked to the letter."""
     def check(w, d):
-        stepped = any(m.startswith(STEP_DUMP) for m in d.messages())
-        return (INIT_DUMP in d.messages()) == init and stepped == steps
+        heads = {m for m in d.messages() if m.startswith("Current wan interfaces state [")}
+        return heads == {"Current wan interfaces state [%s]: %s" % (p, DUMPED[p]) for p in places}
     return check
+
+
+DUMP_LINES = [
+    "  * 0 eth0  : enabled Inet=true  Up=true , IpValid=true , GwValid=true , Misc=true , "
+    "ActiveResult=true []",
+    "      wans  : currentWan=0  previousWan=0  searchNextInet=0  nextWan=-1, lastEnabledWan= 1"]
 
 
 def rich_answer():
@@ -120,7 +133,9 @@ SCENARIOS = [
 ] + [
     Scenario("%s dumps the state %s" % (" ".join(d) or "no -d", what),
              answer=failover("eth0", "eth1"), args=["-i", "-e", "-p", "0"] + d, steps=[
-                 Step(uplink="eth0", check=dumps(init, step))])
-    for d, what, init, step in [([], "never", False, False), (["-d"], "after init", True, False),
-                                (["-d", "-d"], "at every step", True, True)]
+                 Step(uplink="eth0", log=lines, check=dumps(places))])
+    for d, what, lines, places in [
+        ([], "never", [], []),
+        (["-d"], "after init and around a switch", DUMP_LINES, list(DUMPED)[:-1]),
+        (["-d", "-d"], "also at every step", DUMP_LINES, list(DUMPED))]
 ]

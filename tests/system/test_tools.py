@@ -18,6 +18,7 @@ PING_CASES = [
     ("198.51.100.1", 0, "", ["-c", "4"], 0), ("198.51.100.2", 3, "", ["-c4"], 0),
     ("198.51.100.3", 5, "", ["-c", "1"], 0), ("198.51.100.4", None, "", ["-c", "4"], 1),
     ("198.51.100.5", 0, "checksum", ["-c", "1"], 1), ("198.51.100.6", 0, "id", ["-c", "1"], 1),
+    ("198.51.100.7", 0, "seq", ["-c", "2"], 1),
 ]
 
 # The ISP's kernel stays silent (icmp_echo_ignore_all); this answers on a raw socket instead,
@@ -35,6 +36,7 @@ def checksum(data):
 
 def reply(source, to, request, flaw):
     ident, seq = struct.unpack_from("!HH", request, 4)
+    seq += 1000 * (flaw == "seq")
     body = struct.pack("!BBHHH", 0, 0, 0, ident ^ (flaw == "id"), seq) + request[8:]
     body = body[:2] + struct.pack("!H", checksum(body) ^ (flaw == "checksum")) + body[4:]
     with socket.socket(socket.AF_INET, socket.SOCK_RAW, socket.IPPROTO_ICMP) as out:
