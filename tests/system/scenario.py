@@ -3,37 +3,30 @@ action on the kernel, a file or the daemon, then what must hold: the uplink, eve
 far, interface state files, log lines, an exit status. Expectations are polled together until
 they hold or the deadline passes; lines that must not appear are checked after that."""
 
+from types import SimpleNamespace
+
 import netsetup
 from harness import config_answer, uplinker_entry, waninfo_entry, wait_for
 
 ANY_ERROR = "*"
 
 
-class Step:
-    def __init__(self, do=None, uplink=None, route=None, hooks=None, istate=None, log=(),
-                 nolog=(), exit=None, check=None, timeout=15):
-        self.do = do            # do(world, daemon)
-        self.uplink = uplink    # a WAN: its default route, current_wan, resolver link; "": none
-        self.route = route      # the main table's default route, "" for none
-        self.hooks = hooks      # every hook call so far, in order
-        self.istate = istate or {}
-        self.log = log          # exact messages logged after the step began
-        self.nolog = nolog      # messages that must not appear in the whole log
-        self.exit = exit        # the daemon's exit status
-        self.check = check      # check(world, daemon): true once it holds
-        self.timeout = timeout
+def Step(do=None, uplink=None, route=None, hooks=None, istate=(), log=(), nolog=(), exit=None,
+         check=None, timeout=15):
+    """do(world, daemon) acts; then, polled together: uplink, a WAN whose default route,
+    current_wan and resolver link are in place ("" for none); route, the main table's default
+    route; hooks, every hook call so far; istate, {name: text}; log, exact messages logged
+    since the step began; exit, the daemon's status; check(world, daemon), anything else.
+    nolog, messages that must not be in the whole log, is checked once the others hold."""
+    return SimpleNamespace(**locals())
 
 
-class Scenario:
-    def __init__(self, name, steps, wans=("eth0", "eth1"), answer=None, status=200, args=None,
-                 files=None, setup=None, errors=(), slow=False):
-        self.name, self.steps, self.wans, self.answer, self.status = name, steps, wans, answer, \
-            status
-        self.args = args        # default: foreground, standard output, TRACE
-        self.files = files or {}  # {path under /var/run: text}, written before the start
-        self.setup = setup      # setup(world), before the daemon starts
-        self.errors = errors    # the ERROR/FATAL messages expected, or ANY_ERROR
-        self.slow = slow
+def Scenario(name, steps, wans=("eth0", "eth1"), answer=None, status=200, args=None, setup=None,
+             errors=(), slow=False):
+    """wans: names or (name, {add_wan options}); answer: the configuration service's answer
+    (None: no service); args: the daemon's (default foreground, standard output, TRACE);
+    setup(world) before the start; errors: the ERROR/FATAL messages expected, or ANY_ERROR."""
+    return SimpleNamespace(**locals())
 
 
 def answer(mode, *wans, disabled=()):
@@ -123,7 +116,7 @@ def _mismatches(w, d, step, mark):
         expect("default route", _route(w), step.route)
     if step.hooks is not None:
         expect("hook calls", w.hook_calls(), list(step.hooks))
-    for name, text in step.istate.items():
+    for name, text in dict(step.istate).items():
         expect("istate/" + name, w.istate(name), text)
     logged = set(d.messages()[mark:])
     found += ["no log line %r" % m for m in step.log if m not in logged]
@@ -136,8 +129,6 @@ def run(world, sc):
     for wan in sc.wans:
         name, options = (wan, {}) if isinstance(wan, str) else wan
         world.topo.add_wan(name, **options)
-    for rel, text in sc.files.items():
-        world.write_run_file(rel, text)
     if sc.setup:
         sc.setup(world)
     if sc.answer is not None:
