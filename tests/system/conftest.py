@@ -1,9 +1,8 @@
-"""One fresh world (namespaces, stub service, daemon) per test.
-
-Environment: UPLINKER_BIN, the daemon binary (default build/uplinker beside the sources);
-UPLINKER_TOOLS_DIR, where uplinker-ping, inet-check and vrx-dig are (put first on the daemon's
-PATH; default build/tools).
-"""
+# One fresh world (namespaces, stub service, daemon) per test.
+#
+# Environment: UPLINKER_BIN, the daemon binary (default build/uplinker beside the sources);
+# UPLINKER_TOOLS_DIR, where uplinker-ping, inet-check and vrx-dig are (put first on the daemon's
+# PATH; default build/tools).
 
 import os
 import shutil
@@ -33,23 +32,15 @@ def preconditions():
     assert shutil.which("dnsmasq") or os.access("/usr/sbin/dnsmasq", os.X_OK), "no dnsmasq"
 
 
-@pytest.hookimpl(hookwrapper=True)
-def pytest_runtest_makereport(item, call):
-    outcome = yield
-    report = outcome.get_result()
-    setattr(item, "rep_" + report.when, report)
-
-
 @pytest.fixture
-def world(request, tmp_path):
+def world(tmp_path):
     w = harness.World(tmp_path, BINARY, TOOLS_DIR)
     try:
         yield w
     finally:
         w.cleanup()
-        failed = getattr(request.node, "rep_call", None)
-        if failed is not None and failed.failed:
-            for d in w.daemons:
-                sys.stderr.write("\n----- %s (tail) -----\n%s\n" % (d.out_path, d.output()[-6000:]))
+        # pytest shows what a test wrote only when it fails.
+        for d in w.daemons:
+            sys.stderr.write("\n----- %s (tail) -----\n%s\n" % (d.out_path, d.output()[-6000:]))
     problems = w.problems()
     assert not problems, "daemon output reports:\n" + "\n".join(problems)

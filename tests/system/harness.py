@@ -1,6 +1,6 @@
-"""A per-test world: gateway and ISP namespaces, a stub configuration service, a recorder hook
-and the daemon, which runs in a private mount namespace where /run is a per-test directory and
-/etc an overlay, so nothing touches the machine's own files."""
+# A per-test world: gateway and ISP namespaces, a stub configuration service, a recorder hook
+# and the daemon, which runs in a private mount namespace where /run is a per-test directory and
+# /etc an overlay, so nothing touches the machine's own files.
 
 import itertools
 import json
@@ -29,7 +29,7 @@ def wait_for(what, predicate, timeout=15.0):
 
 
 def read_text(path):
-    """None when the file cannot be read; bytes that are not UTF-8 become replacements."""
+    # None when the file cannot be read; bytes that are not UTF-8 become replacements.
     try:
         with open(path, errors="replace") as f:
             return f.read()
@@ -86,7 +86,7 @@ class Daemon:
         return read_text(self.out_path) or ""
 
     def lines(self):
-        """Log lines as (label, message); other output is left out."""
+        # Log lines as (label, message); other output is left out.
         return [m.groups() for m in map(LOG_LINE.match, self.output().splitlines()) if m]
 
     def messages(self, label=None):
@@ -118,7 +118,7 @@ while True:
 
 
 class World:
-    """Namespaces, files, helpers and daemons of one test; cleanup() undoes all of it."""
+    # Namespaces, files, helpers and daemons of one test; cleanup() undoes all of it.
 
     def __init__(self, root, binary, tools_dir):
         self.root, self.binary, self.tools_dir = str(root), binary, tools_dir
@@ -150,7 +150,7 @@ class World:
         self.write(os.path.join(self.run_dir, rel), text)
 
     def spawn_in(self, ns, args, ready=None):
-        """A helper process in a namespace, ended at cleanup; waits until ready() holds."""
+        # A helper process in a namespace, ended at cleanup; waits until ready() holds.
         proc = subprocess.Popen(["ip", "netns", "exec", ns] + args, stdin=subprocess.DEVNULL,
                                 stdout=subprocess.DEVNULL, stderr=subprocess.STDOUT)
         self.helpers.append(proc)
@@ -159,12 +159,8 @@ class World:
             assert proc.poll() is None, "%s did not start" % args[0]
         return proc
 
-    def add_wans(self, *names):
-        for name in names:
-            self.topo.add_wan(name)
-
     def set_answer(self, answer, status=200):
-        """A dict is sent as JSON, text or bytes as they are."""
+        # A dict is sent as JSON, text or bytes as they are.
         body = json.dumps(answer) if isinstance(answer, dict) else answer
         self.write(os.path.join(self.stub_dir, "answer.body"),
                    body.encode() if isinstance(body, str) else body)
@@ -182,7 +178,7 @@ class World:
                                              ready], lambda: os.path.exists(ready))
 
     def start_name_server(self, dnsmasq, records):
-        """dnsmasq in the ISP namespace answering {name: address}; returns its query log."""
+        # dnsmasq in the ISP namespace answering {name: address}; returns its query log.
         log = os.path.join(self.root, "dnsmasq.log")
         args = [dnsmasq, "--keep-in-foreground", "--conf-file=/dev/null", "--no-resolv",
                 "--no-hosts", "--bind-interfaces", "--listen-address=" + netsetup.DNS_SERVER,
@@ -200,7 +196,7 @@ class World:
         return (read_text(os.path.join(self.stub_dir, "requests.log")) or "").splitlines()
 
     def limit_tasks(self, count):
-        """Starts the daemon in a pids cgroup of its own that allows count tasks (threads)."""
+        # Starts the daemon in a pids cgroup of its own that allows count tasks (threads).
         v1 = os.path.isdir("/sys/fs/cgroup/pids")
         self.cgroup = os.path.join("/sys/fs/cgroup/pids" if v1 else "/sys/fs/cgroup", self.topo.gw)
         os.mkdir(self.cgroup)
@@ -227,7 +223,7 @@ class World:
             return None
 
     def problems(self):
-        """Sanitizer reports and ERROR or FATAL lines that were not expected."""
+        # Sanitizer reports and ERROR or FATAL lines that were not expected.
         found = []
         for d in self.daemons:
             name = os.path.basename(d.out_path)

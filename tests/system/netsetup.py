@@ -1,7 +1,7 @@
-"""A gateway namespace with the WAN links the daemon watches, and an ISP namespace with their far
-ends, the probe targets and a name server. Each WAN is a veth pair (the ISP end is "i-" + name)
-with its own policy-routing table holding a default route via the ISP end, and rules that send
-traffic from or bound to the WAN through that table. Also a command line for scripts/demo."""
+# A gateway namespace with the WAN links the daemon watches, and an ISP namespace with their far
+# ends, the probe targets and a name server. Each WAN is a veth pair (the ISP end is "i-" + name)
+# with its own policy-routing table holding a default route via the ISP end, and rules that send
+# traffic from or bound to the WAN through that table. Also a command line for scripts/demo.
 
 import os
 import socket
@@ -58,7 +58,7 @@ class Topology:
             self.ip_isp("addr", "add", addr + "/32", "dev", "lo")
 
     def add_wan(self, name, dormant=False, address=True, route=True):
-        """A dormant link comes up without RUNNING until set_operstate("up")."""
+        # A dormant link comes up without RUNNING until set_operstate("up").
         self.ip_gw("link", "add", name, "type", "veth", "peer", "name", "i-" + name, "netns",
                    self.isp)
         if dormant:
@@ -88,7 +88,7 @@ class Topology:
         self.ip_gw("route", "del", "default", "table", str(table or table_of(name)))
 
     def set_carrier(self, name, on):
-        """The ISP end down or up: the gateway end loses or regains its carrier."""
+        # The ISP end down or up: the gateway end loses or regains its carrier.
         self.ip_isp("link", "set", "i-" + name, "up" if on else "down")
 
     def set_operstate(self, name, state):
@@ -99,7 +99,7 @@ class Topology:
         self.ip_isp("addr", "add" if present else "del", addr + "/32", "dev", "lo")
 
     def default_route(self):
-        """The main table's default route, one normalised line ("" if none)."""
+        # The main table's default route, one normalised line ("" if none).
         return " ".join(self.ip_gw("route", "show", "table", "main", "default").split())
 
     def pids(self):
@@ -112,7 +112,7 @@ class Topology:
 
 
 def set_operstate_here(ifname, state):
-    """Operational state through rtnetlink, as a Wi-Fi supplicant sets it (iproute2 cannot)."""
+    # Operational state through rtnetlink, as a Wi-Fi supplicant sets it (iproute2 cannot).
     attr = struct.pack("=HHB3x", 5, 16, {"dormant": 5, "up": 6}[state])  # IFLA_OPERSTATE
     body = struct.pack("=BxHiII", 0, 0, socket.if_nametoindex(ifname), 0, 0) + attr
     msg = struct.pack("=IHHII", 16 + len(body), 19, 0x5, 1, 0) + body  # RTM_SETLINK, REQUEST|ACK
@@ -124,7 +124,7 @@ def set_operstate_here(ifname, state):
 
 
 def main(cmd, *args):
-    """create GW ISP WAN... | destroy GW ISP | carrier GW ISP WAN on|off | rt_tables FILE"""
+    # create GW ISP WAN... | destroy GW ISP | carrier GW ISP WAN on|off | rt_tables FILE
     if cmd == "operstate":
         set_operstate_here(*args)
     elif cmd == "create":

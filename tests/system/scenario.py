@@ -1,7 +1,7 @@
-"""Scenarios: a world of WANs, a configuration answer, the daemon, then steps. A step is an
-action on the kernel, a file or the daemon, then what must hold: the uplink, every hook call so
-far, interface state files, log lines, an exit status. Expectations are polled together until
-they hold or the deadline passes; lines that must not appear are checked after that."""
+# Scenarios: a world of WANs, a configuration answer, the daemon, then steps. A step is an
+# action on the kernel, a file or the daemon, then what must hold: the uplink, every hook call so
+# far, interface state files, log lines, an exit status. Expectations are polled together until
+# they hold or the deadline passes; lines that must not appear are checked after that.
 
 from types import SimpleNamespace
 
@@ -13,24 +13,24 @@ ANY_ERROR = "*"
 
 def Step(do=None, uplink=None, route=None, hooks=None, istate=(), log=(), nolog=(), exit=None,
          check=None, timeout=15):
-    """do(world, daemon) acts; then, polled together: uplink, a WAN whose default route,
-    current_wan and resolver link are in place ("" for none); route, the main table's default
-    route; hooks, every hook call so far; istate, {name: text}; log, exact messages logged
-    since the step began; exit, the daemon's status; check(world, daemon), anything else.
-    nolog, messages that must not be in the whole log, is checked once the others hold."""
+    # do(world, daemon) acts; then, polled together: uplink, a WAN whose default route,
+    # current_wan and resolver link are in place ("" for none); route, the main table's default
+    # route; hooks, every hook call so far; istate, {name: text}; log, exact messages logged
+    # since the step began; exit, the daemon's status; check(world, daemon), anything else.
+    # nolog, messages that must not be in the whole log, is checked once the others hold.
     return SimpleNamespace(**locals())
 
 
 def Scenario(name, steps, wans=("eth0", "eth1"), answer=None, status=200, args=None, setup=None,
              errors=(), slow=False):
-    """wans: names or (name, {add_wan options}); answer: the configuration service's answer
-    (None: no service); args: the daemon's (default foreground, standard output, TRACE);
-    setup(world) before the start; errors: the ERROR/FATAL messages expected, or ANY_ERROR."""
+    # wans: names or (name, {add_wan options}); answer: the configuration service's answer
+    # (None: no service); args: the daemon's (default foreground, standard output, TRACE);
+    # setup(world) before the start; errors: the ERROR/FATAL messages expected, or ANY_ERROR.
     return SimpleNamespace(**locals())
 
 
 def answer(mode, *wans, disabled=()):
-    """WANs in priority order, by name or as (name, {entry options})."""
+    # WANs in priority order, by name or as (name, {entry options}).
     entries = []
     for n, wan in enumerate(wans):
         name, options = (wan, {}) if isinstance(wan, str) else (wan[0], dict(wan[1]))
@@ -82,8 +82,8 @@ def steps(*actions):
 
 
 def nudge(w, d):
-    """One more kernel datagram for the daemon to read: every earlier one has been handled
-    once it logs NUDGED."""
+    # One more kernel datagram for the daemon to read: every earlier one has been handled
+    # once it logs NUDGED.
     w.nudges = getattr(w, "nudges", 1) + 1
     w.topo.ip_gw("addr", "add", "127.0.0.%d/8" % w.nudges, "dev", "lo")
 

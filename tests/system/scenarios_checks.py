@@ -1,5 +1,5 @@
-"""Active checks with the real probe tools against targets in the ISP namespace, host names
-resolved through a WAN's own name server, and probes or hooks that never return."""
+# Active checks with the real probe tools against targets in the ISP namespace, host names
+# resolved through a WAN's own name server, and probes or hooks that never return.
 
 import os
 import shutil
@@ -34,7 +34,7 @@ def stop_listener(w, d):
 
 
 def fake_tool(name, script):
-    """A script first on the daemon's PATH under a tool's name; the other tools stay real."""
+    # A script first on the daemon's PATH under a tool's name; the other tools stay real.
     def setup(w):
         fake = os.path.join(w.root, "fake-tools")
         os.makedirs(fake)
@@ -67,7 +67,7 @@ def hung_hook(w):
 
 
 def alive(pid):
-    """True while the process exists and is not a zombie."""
+    # True while the process exists and is not a zombie.
     try:
         with open("/proc/%d/stat" % pid) as f:
             return f.read().rsplit(")", 1)[1].split()[0] != "Z"
@@ -85,7 +85,7 @@ def probe_hangs(w, d):
 
 
 def probe_killed(w, d):
-    return d.messages()[-1] == "done" and not alive(hung_pid(w))
+    return not alive(hung_pid(w))
 
 
 def hook_killed(w, d):
@@ -119,8 +119,9 @@ SCENARIOS = [
                  Step(lambda w, d: tcp_listener(w), uplink="eth0",
                       hooks=[UP1, UP0, DOWN1, UP0]),
              ]),
-    Scenario("a host name is resolved through the WAN's own name server",
-             setup=name_server({"probe.test": T2}, "search example\nnameserver 192.0.2.53\n"),
+    # A megabyte of other lines before the name server, as a broken resolver might write.
+    Scenario("a host name is resolved through the WAN's own name server", setup=name_server(
+        {"probe.test": T2}, "search example\n" * 70000 + "nameserver 192.0.2.53\n"),
              answer=failover(active("eth0", hostname="probe.test", icmp_count=2), "eth1"),
              steps=[
                  Step(uplink="eth0", hooks=[UP1, UP0], check=queried_from_eth0,
@@ -134,14 +135,6 @@ SCENARIOS = [
                  Step(uplink="eth1", hooks=[UP1], nolog=[TRUE0], timeout=45,
                       log=["eth0| Unable to resolve unknown.invalid", "eth0| Wan::checkDone (down)"]),
              ]),
-    Scenario("a resolver file of a megabyte still yields its name server",
-             setup=name_server({"probe.test": T2}, "".join(
-                 "search %07d.example\n" % i for i in range(1024 * 1024 // 21))
-                 + "nameserver 192.0.2.53\n"),
-             answer=failover(active("eth0", hostname="probe.test"), "eth1"), steps=[
-                 Step(uplink="eth0", hooks=[UP1, UP0],
-                      log=["eth0| The hostname probe.test successfully resolved"]),
-             ]),
     Scenario("a hung probe stops neither failover nor a prompt shutdown",
              wans=("eth0", "eth1", "wlan0"), setup=fake_tool("uplinker-ping", HUNG_PING),
              answer=failover(active("eth0"), active("eth1"), "wlan0"), steps=[
@@ -150,8 +143,8 @@ SCENARIOS = [
                  # eth1's probe goes on while eth0's hangs: losing the target moves the uplink.
                  Step(target(T1, False), uplink="wlan0", check=probe_hangs,
                       log=["eth1| Active check result changed to false"]),
-                 Step(send(signal.SIGTERM), exit=0, log=[CANCELED, "start deinit"], nolog=[TRUE0],
-                      check=probe_killed, timeout=5),
+                 Step(send(signal.SIGTERM), exit=0, log=[CANCELED, "start deinit", "done"],
+                      nolog=[TRUE0], check=probe_killed, timeout=5),
              ]),
     Scenario("SIGTERM ends the daemon promptly while its checks are idle",
              wans=("eth0", "eth1", "wlan0"),

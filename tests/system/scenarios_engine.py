@@ -1,5 +1,5 @@
-"""The engine driven by the kernel and the cellular status file: failover and fail-back,
-Constant mode, the cellular WAN, the Wi-Fi roaming lock, start-up, signals and shutdown."""
+# The engine driven by the kernel and the cellular status file: failover and fail-back,
+# Constant mode, the cellular WAN, the Wi-Fi roaming lock, start-up, signals and shutdown.
 
 import signal
 

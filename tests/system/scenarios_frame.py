@@ -1,5 +1,5 @@
-"""The process frame: command line, log level and target, daemon start with its pid file, the
-state dumps asked for with -d, and the configuration summary of a start."""
+# The process frame: command line, log level and target, daemon start with its pid file, the
+# state dumps asked for with -d, and the configuration summary of a start.
 
 import os
 
@@ -14,12 +14,10 @@ USAGE = ["Usage: uplinker [param]", "Params:",
          "    -d         : dump wan states (one more -d for more verbosity)",
          "    -h         : this help"]
 START = "uplinker starting up with log level %s"
-INIT_DUMP = "Current wan interfaces state [init:172]: At the end of App::init()"
-STEP_DUMP = "Current wan interfaces state [work:211]:"
 
 
 def logged(w, rel):
-    """The (label, message) pairs of a log file under the daemon's /var/run."""
+    # The (label, message) pairs of a log file under the daemon's /var/run.
     lines = (read_text(os.path.join(w.run_dir, rel)) or "").splitlines()
     return [m.groups() for m in map(LOG_LINE.match, lines) if m]
 
@@ -65,8 +63,8 @@ DUMPED = {"init:172": "At the end of App::init()", "searchNextWan:392":
 
 
 def dumps(places):
-    """The state dumps are exactly those at these places; a WAN line and the index line of the
-    dump after the first switch are checked to the letter."""
+    # The state dumps are exactly those at these places; a WAN line and the index line of the
+    # dump after the first switch are checked to the letter.
     def check(w, d):
         heads = {m for m in d.messages() if m.startswith("Current wan interfaces state [")}
         return heads == {"Current wan interfaces state [%s]: %s" % (p, DUMPED[p]) for p in places}
@@ -80,8 +78,8 @@ DUMP_LINES = [
 
 
 def rich_answer():
-    """Every kind of entry: repaired values, a host name, the cellular table, and entries that
-    are dropped (unavailable, no route table, not in the inventory)."""
+    # Every kind of entry: repaired values, a host name, the cellular table, and entries that
+    # are dropped (unavailable, no route table, not in the inventory).
     probe = dict(check_type="TCP", hostname="probe.test", tcp_port=8080, icmp_count=300)
     entries = [uplinker_entry("eth0", 30, monitor="ACTIVE", check_interval=0, icmp_count=0),
                uplinker_entry("eth1", 20, check_interval=25, **probe),

@@ -1,4 +1,4 @@
-"""The run-time bound of a probe follows the work asked of it."""
+# The run-time bound of a probe follows the work asked of it.
 
 from scenario import Scenario, Step, active, failover
 from scenarios_checks import alive, fake_tool, hung_pid

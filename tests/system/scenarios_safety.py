@@ -1,6 +1,6 @@
-"""What a trusted system daemon promises beyond its documented behaviour: state files, standard
-streams, SIGPIPE, a stop while a command hangs, the system log, a check thread that cannot
-start, and the order of the shutdown."""
+# What a trusted system daemon promises beyond its documented behaviour: state files, standard
+# streams, SIGPIPE, a stop while a command hangs, the system log, a check thread that cannot
+# start, and the order of the shutdown.
 
 import os
 import signal
@@ -56,7 +56,7 @@ while True:
 
 
 def syslog_up(w, d):
-    """(Re)starts the system log; what it receives goes to a file of its own."""
+    # (Re)starts the system log; what it receives goes to a file of its own.
     sock = w.root + "/log.sock"
     if getattr(w, "syslog", None):
         w.syslog.terminate()

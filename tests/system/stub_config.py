@@ -1,6 +1,7 @@
-"""Stand-in for the device's configuration service: stub_config.py STATE_DIR PORT serves
-127.0.0.1:PORT of its namespace. Each GET is answered from STATE_DIR/answer.body and
-answer.status (default 200), read afresh, and logged to requests.log; STATE_DIR/ready appears once it listens."""
+# Stand-in for the device's configuration service: stub_config.py STATE_DIR PORT serves
+# 127.0.0.1:PORT of its namespace. Each GET is answered from STATE_DIR/answer.body and
+# answer.status (default 200), read afresh, and logged to requests.log; STATE_DIR/ready
+# appears once it listens.
 
 import http.server
 import os

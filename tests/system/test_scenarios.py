@@ -1,4 +1,4 @@
-"""Runs every scenario of the tables in scenarios_*.py against the real daemon."""
+# Runs every scenario of the tables in scenarios_*.py against the real daemon.
 
 import glob
 import importlib

@@ -1,4 +1,4 @@
-"""The probe and lookup tools, run for real from the gateway namespace against the ISP one."""
+# The probe and lookup tools, run for real from the gateway namespace against the ISP one.
 
 import json
 import os
@@ -61,7 +61,7 @@ def start_tool(world, name, *args):
 
 
 def finish(proc, started):
-    """(exit status, stdout, stderr); fails when the tool still runs 10 s after started."""
+    # (exit status, stdout, stderr); fails when the tool still runs 10 s after started.
     out, err = proc.communicate(timeout=max(0.0, started + 10.0 - time.monotonic()))
     return proc.returncode, out, err
 
@@ -72,7 +72,7 @@ def run_tool(world, name, *args):
 
 @pytest.fixture
 def isp(world):
-    world.add_wans("eth0")
+    world.topo.add_wan("eth0")
     for case in PING_CASES:
         world.topo.set_target(case[0], True)
     return world
