@@ -1,7 +1,7 @@
 # A gateway namespace with the WAN links the daemon watches, and an ISP namespace with their far
 # ends, the probe targets and a name server. Each WAN is a veth pair (the ISP end is "i-" + name)
 # with its own policy-routing table holding a default route via the ISP end, and rules that send
-# traffic from or bound to the WAN through that table. Also a command line for scripts/demo.
+# traffic from or bound to the WAN through that table.
 
 import os
 import socket
@@ -123,23 +123,6 @@ def set_operstate_here(ifname, state):
         raise OSError(-error, os.strerror(-error))
 
 
-def main(cmd, *args):
-    # create GW ISP WAN... | destroy GW ISP | carrier GW ISP WAN on|off | rt_tables FILE
-    if cmd == "operstate":
-        set_operstate_here(*args)
-    elif cmd == "create":
-        topo = Topology(args[0], args[1])
-        topo.create()
-        for name in args[2:]:
-            topo.add_wan(name)
-    elif cmd == "destroy":
-        Topology(*args).destroy()
-    elif cmd == "carrier":
-        Topology(args[0], args[1]).set_carrier(args[2], args[3] == "on")
-    elif cmd == "rt_tables":
-        with open(args[0], "w") as f:
-            f.write(RT_TABLES)
-
-
+# Run as "netsetup.py operstate IFNAME STATE" inside the gateway namespace.
 if __name__ == "__main__":
-    main(*sys.argv[1:])
+    set_operstate_here(*sys.argv[2:])

@@ -84,8 +84,10 @@ def probe_hangs(w, d):
     return hung_pid(w) and alive(hung_pid(w))
 
 
-def probe_killed(w, d):
-    return not alive(hung_pid(w))
+def torn_down_in_order(w, d):
+    # Each WAN is torn down before its check thread stops, in index order.
+    seen = [m for m in d.messages() if m in ("Wan::~Wan", CANCELED)]
+    return seen == ["Wan::~Wan", CANCELED, "Wan::~Wan", "Wan::~Wan"] and not alive(hung_pid(w))
 
 
 def hook_killed(w, d):
@@ -143,8 +145,8 @@ SCENARIOS = [
                  # eth1's probe goes on while eth0's hangs: losing the target moves the uplink.
                  Step(target(T1, False), uplink="wlan0", check=probe_hangs,
                       log=["eth1| Active check result changed to false"]),
-                 Step(send(signal.SIGTERM), exit=0, log=[CANCELED, "start deinit", "done"],
-                      nolog=[TRUE0], check=probe_killed, timeout=5),
+                 Step(send(signal.SIGTERM), exit=0, log=["start deinit", "done"], nolog=[TRUE0],
+                      check=torn_down_in_order, timeout=5),
              ]),
     Scenario("SIGTERM ends the daemon promptly while its checks are idle",
              wans=("eth0", "eth1", "wlan0"),

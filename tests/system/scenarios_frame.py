@@ -34,16 +34,11 @@ def usage_first(w, d):
     return d.output().splitlines()[:len(USAGE)] == USAGE and START % "INFO" in d.messages()
 
 
-def file_log_only(w, d):
-    return logged(w, "x.log")[0] == ("INFO", START % "INFO") and d.lines() == []
-
-
-def unusable_file(w, d):
-    return d.lines()[:2] == [("WARNING", "unable to log to file"), ("INFO", START % "INFO")]
-
-
-def stdout_wins(w, d):
-    return d.lines()[0] == ("INFO", START % "INFO") and read_text(w.run_dir + "/y.log") is None
+def log_target(in_file, on_stdout):
+    # The first lines of /run/x.log and of standard output; none at all where none are given.
+    def starts(lines, first):
+        return lines[:len(first)] == first if first else lines == []
+    return lambda w, d: starts(logged(w, "x.log"), in_file) and starts(d.lines(), on_stdout)
 
 
 def daemonised(w, d):
@@ -104,13 +99,6 @@ SUMMARY = [
 SCENARIOS = [
     Scenario("-h prints the usage and the start goes on", answer=None, errors=ANY_ERROR,
              args=["-h", "-i", "-e"], steps=[Step(exit=0, check=usage_first)]),
-    Scenario("-l logs to the file alone", answer=None, errors=ANY_ERROR,
-             args=["-i", "-l", "/run/x.log"], steps=[Step(exit=0, check=file_log_only)]),
-    Scenario("-l with an unusable file falls back to standard output", answer=None,
-             errors=ANY_ERROR, args=["-i", "-l", "/run/no/such/dir.log"],
-             steps=[Step(exit=0, check=unusable_file)]),
-    Scenario("-e wins over -l", answer=None, errors=ANY_ERROR,
-             args=["-i", "-e", "-l", "/run/y.log"], steps=[Step(exit=0, check=stdout_wins)]),
     Scenario("without -i the daemon leaves its parent, writes its pid file and goes on",
              answer=failover("eth0", "eth1"), args=["-p", "0", "-l", "/run/d.log"], steps=[
                  Step(exit=0, check=daemonised),
@@ -123,6 +111,14 @@ SCENARIOS = [
                  "Failed to find route table for eth7 interface. Skipping wan interface."],
                  check=lambda w, d: d.messages().count("Config: invalid icmp count value") == 2
                  and "Config: invalid check interval value" in d.messages())]),
+] + [
+    Scenario(name, answer=None, args=args, errors=ANY_ERROR, steps=[
+        Step(exit=0, check=log_target(in_file, on_stdout))])
+    for name, args, in_file, on_stdout in [
+        ("-l logs to the file alone", ["-i", "-l", "/run/x.log"], [("INFO", START % "INFO")], []),
+        ("-l with an unusable file falls back to standard output", ["-i", "-l", "/run/no/x.log"],
+         [], [("WARNING", "unable to log to file"), ("INFO", START % "INFO")]),
+        ("-e wins over -l", ["-i", "-e", "-l", "/run/x.log"], [], [("INFO", START % "INFO")])]
 ] + [
     level_row(*row) for row in [
         (["0"], "TRACE", True), (["20abc"], "DEBUG", True), (["101"], "INFO", False),

@@ -39,11 +39,9 @@ protected:
     // Bit i of mask makes WAN i usable: link, readiness, address and gateway.
     void setUsable(unsigned mask) {
         for (size_t i = 0; i < app->wans.size(); ++i) {
-            Wan& wan = app->wans[i];
-            wan.up = (mask >> i) & 1u;
-            wan.misc = true;
-            wan.address = 0x0200000a;
-            wan.gateway = 0x0100000a;
+            app->wans[i].up = (mask >> i) & 1u;
+            app->wans[i].misc = true;
+            app->wans[i].address = app->wans[i].gateway = 0x0200000a;
         }
     }
 

@@ -2,14 +2,12 @@
 #include "engine_fixture.h"
 
 TEST_F(EngineTest, SearchPicksTheNextUsableWanByMode) {
-    struct Case {
+    const struct {
         Mode mode;
         std::vector<bool> enabled;
         unsigned usable;
-        int from;
-        int expected;
-    };
-    const Case cases[] = {
+        int from, expected;
+    } cases[] = {
         {Failover, {true, true, true}, 0b111, -1, 0},  {Failover, {true, true, true}, 0b111, 0, 1},
         {Failover, {true, true, true}, 0b111, 2, -1},  {Failover, {true, true, true}, 0b101, 0, 2},
         {Failover, {true, true, true}, 0b000, -1, -1}, {Failover, {false, true, true}, 0b111, -1, 1},
@@ -17,7 +15,7 @@ TEST_F(EngineTest, SearchPicksTheNextUsableWanByMode) {
         {Constant, {true, true, true}, 0b111, -1, 0},  {Constant, {false, true, true}, 0b101, -1, -1},
         {Constant, {false, true, true}, 0b110, -1, 1}, {Constant, {true, true, true}, 0b111, 0, 1},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         build(c.mode, c.enabled);
         setUsable(c.usable);
         EXPECT_EQ(app->searchNextWan(c.from), c.expected)
@@ -26,15 +24,14 @@ TEST_F(EngineTest, SearchPicksTheNextUsableWanByMode) {
 }
 
 TEST_F(EngineTest, ReportsRecordTheRightRequest) {
-    struct Case {
+    const struct {
         Mode mode;
         int current;
         bool up;
         const char* name;
         int current_, previous, next;
         bool search, refresh;
-    };
-    const Case cases[] = {
+    } cases[] = {
         // Failover losses: the current one searches, anything else refreshes.
         {Failover, 1, false, "eth1", 1, -1, -1, true, false},
         {Failover, 1, false, "eth2", 1, -1, -1, false, true},
@@ -53,7 +50,7 @@ TEST_F(EngineTest, ReportsRecordTheRightRequest) {
         {Constant, 0, true, "eth1", 0, -1, -1, false, false},
         {Constant, -1, true, "wlan9", -1, -1, -1, false, false},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         build(c.mode, {true, true, true});
         app->currentWan = c.current;
         app->searchNextInet = false;
