@@ -23,7 +23,9 @@ MessageWalk::MessageWalk(const uint8_t* data, size_t length) : cursor_(data), le
 const nlmsghdr* MessageWalk::next() {
     if (left_ < NLMSG_HDRLEN)
         return nullptr;
-    const auto* message = reinterpret_cast<const nlmsghdr*>(cursor_);
+    // Through void: on Arm the cursor need not be 4-byte aligned, and the pointer is only ever
+    // read through messageHeader and fixedHeader, which copy.
+    const auto* message = static_cast<const nlmsghdr*>(static_cast<const void*>(cursor_));
     const uint32_t length = messageHeader(message).nlmsg_len;
     if (length < NLMSG_HDRLEN || length > left_) {
         left_ = 0;
