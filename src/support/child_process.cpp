@@ -5,6 +5,11 @@
 #include <csignal>
 #include <ctime>
 #include <poll.h>
+#ifndef UPLINKER_HAVE_SPAWN_CLOSEFROM
+#include <cstdlib>
+#include <dirent.h>
+#include <sys/resource.h>
+#endif
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -34,11 +39,47 @@ SpawnAttributes::~SpawnAttributes() {
     posix_spawnattr_destroy(&attr_);
 }
 
+#ifndef UPLINKER_HAVE_SPAWN_CLOSEFROM
+namespace {
+
+// Descriptors other threads may open between the count below and the spawn.
+constexpr int OPENED_MEANWHILE = 64;
+// Where /proc is missing: the close actions stop here even under a huge descriptor limit.
+constexpr rlim_t MAX_CLOSE_ACTIONS = 65536;
+
+// One past the highest descriptor number that can be open when the child starts. A new
+// descriptor takes the lowest free number, so the highest open one now plus a margin covers
+// those opened meanwhile.
+int descriptorBound() {
+    DIR* dir = opendir("/proc/self/fd");
+    if (dir == nullptr) {
+        rlimit limit{};
+        getrlimit(RLIMIT_NOFILE, &limit);
+        return static_cast<int>(std::min(limit.rlim_cur, MAX_CLOSE_ACTIONS));
+    }
+    int highest = STDERR_FILENO;
+    while (const dirent* entry = readdir(dir))
+        highest = std::max(highest, static_cast<int>(std::strtol(entry->d_name, nullptr, 10)));
+    closedir(dir);
+    return highest + 1 + OPENED_MEANWHILE;
+}
+
+} // namespace
+#endif
+
 void SpawnFileActions::closeInherited() {
     // Descriptors opened without O_CLOEXEC (by us or a library) must not reach probes or hook
     // scripts: a long-lived grandchild holding one would keep, for example, a socket of the
     // daemon alive after the daemon has gone.
+#ifdef UPLINKER_HAVE_SPAWN_CLOSEFROM
     posix_spawn_file_actions_addclosefrom_np(&actions_, STDERR_FILENO + 1);
+#else
+    // C libraries before glibc 2.34, and musl, have no closefrom action: one close action per
+    // number instead. Closing a number that is not open is no error for a spawn action.
+    const int bound = descriptorBound();
+    for (int fd = STDERR_FILENO + 1; fd < bound; ++fd)
+        posix_spawn_file_actions_addclose(&actions_, fd);
+#endif
 }
 
 pid_t waitChild(pid_t pid, int* status, int options) {
