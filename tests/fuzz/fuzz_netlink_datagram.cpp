@@ -23,12 +23,10 @@ App& engine() {
         conf.mode = Failover;
         const char* names[] = {"eth0", "wlan0", "eth1"};
         for (int i = 0; i < 3; ++i) {
-            WanConfig c;
-            c.name = names[i];
-            c.enabled = i != 2;
-            c.priority = static_cast<uint32_t>(i);
-            c.routeTable = 101 + i;
-            conf.wanConfigs.push_back(c);
+            conf.wanConfigs.emplace_back();
+            conf.wanConfigs.back().name = names[i];
+            conf.wanConfigs.back().enabled = i != 2;
+            conf.wanConfigs.back().routeTable = 101 + i;
         }
         auto* built = new App(&running, 0);
         FUZZ_CHECK(built->initWans(conf) && built->wans.size() == 3);
@@ -52,11 +50,9 @@ void reset(App& app, const uint8_t* data, size_t size) {
     app.searchNextInet = app.refreshInet = false;
     for (int i = 0; i < 3; ++i) {
         Wan& wan = app.wans[i];
-        const bool usable = i == 1 || (i == 0 && app.currentWan == 0);
         wan.ifIndex = INDEX[i];
-        wan.up = wan.misc = usable;
-        wan.address.store(usable ? 0x0200000a : NO_ADDRESS);
-        wan.gateway = usable ? 0x0100000a : NO_ADDRESS;
+        wan.up = wan.misc = i == 1 || (i == 0 && app.currentWan == 0);
+        wan.address = wan.gateway = wan.up ? 0x0100000a : NO_ADDRESS;
     }
 }
 

@@ -177,10 +177,10 @@ class World:
         return self.spawn_in(self.topo.isp, [sys.executable, "-c", TCP_LISTENER, addr, str(port),
                                              ready], lambda: os.path.exists(ready))
 
-    def start_name_server(self, dnsmasq, records):
+    def start_name_server(self, records):
         # dnsmasq in the ISP namespace answering {name: address}; returns its query log.
         log = os.path.join(self.root, "dnsmasq.log")
-        args = [dnsmasq, "--keep-in-foreground", "--conf-file=/dev/null", "--no-resolv",
+        args = ["/usr/sbin/dnsmasq", "--keep-in-foreground", "--conf-file=/dev/null", "--no-resolv",
                 "--no-hosts", "--bind-interfaces", "--listen-address=" + netsetup.DNS_SERVER,
                 "--pid-file=", "--user=root", "--log-queries", "--log-facility=" + log]
         args += ["--address=/%s/%s" % item for item in records.items()]
@@ -199,9 +199,7 @@ class World:
         # Starts the daemon in a pids cgroup of its own that allows count tasks (threads).
         v1 = os.path.isdir("/sys/fs/cgroup/pids")
         self.cgroup = os.path.join("/sys/fs/cgroup/pids" if v1 else "/sys/fs/cgroup", self.topo.gw)
-        os.mkdir(self.cgroup)
-        with open(os.path.join(self.cgroup, "pids.max"), "w") as f:
-            f.write(str(count))
+        self.write(os.path.join(self.cgroup, "pids.max"), str(count))
         # "ip netns exec" gives the daemon a /sys without the cgroup mounts.
         fs = "cgroup -o pids cgroup" if v1 else "cgroup2 cgroup"
         self.prelude += ("mkdir /mnt/cg\nmount -t %s /mnt/cg\necho $$ > /mnt/cg/%s/cgroup.procs\n"

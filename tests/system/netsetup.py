@@ -39,7 +39,6 @@ def isp_address(name):
 def table_of(name):
     return WANS[name][3]
 
-
 class Topology:
     def __init__(self, gw, isp):
         self.gw, self.isp, self.wans = gw, isp, []

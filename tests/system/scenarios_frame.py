@@ -4,7 +4,7 @@
 import os
 
 from harness import LOG_LINE, read_text, uplinker_entry, waninfo_entry, config_answer
-from scenario import ANY_ERROR, Scenario, Step, carrier, failover
+from scenario import ANY_ERROR, Scenario, Step, failover
 
 USAGE = ["Usage: uplinker [param]", "Params:",
          "    -i         : interactive (foreground) mode",
@@ -43,7 +43,7 @@ def log_target(in_file, on_stdout):
 
 def daemonised(w, d):
     text = read_text(os.path.join(w.run_dir, "uplinker.pid")) or ""
-    messages = [m for (_, m) in logged(w, "d.log")]
+    messages = [m for (_, m) in logged(w, "uplinker.log")]
     if not text.strip() or "main loop" not in messages:
         return False
     pid = int(text)
@@ -99,12 +99,6 @@ SUMMARY = [
 SCENARIOS = [
     Scenario("-h prints the usage and the start goes on", answer=None, errors=ANY_ERROR,
              args=["-h", "-i", "-e"], steps=[Step(exit=0, check=usage_first)]),
-    Scenario("without -i the daemon leaves its parent, writes its pid file and goes on",
-             answer=failover("eth0", "eth1"), args=["-p", "0", "-l", "/run/d.log"], steps=[
-                 Step(exit=0, check=daemonised),
-                 Step(carrier("eth0", False), uplink="eth1",
-                      hooks=["-i eth0 -d up", "-i eth1 -d down"]),
-             ]),
     Scenario("the configuration summary shows every accepted entry, repaired", answer=rich_answer(),
              steps=[Step(log=SUMMARY + [
                  "Config: setting short check interval for eth0 interface to 10 seconds",

@@ -9,7 +9,7 @@ import sys
 from harness import read_text
 from scenario import Scenario, Step, carrier, failover, send, steps
 from scenarios_checks import hook_killed, hung_hook, hung_pid
-from scenarios_frame import logged as frame_log
+from scenarios_frame import daemonised, logged as frame_log
 
 UP0, DOWN1 = "-i eth0 -d up", "-i eth1 -d down"
 TWO = failover("eth0", "eth1")
@@ -71,15 +71,17 @@ def in_syslog(text):
 RECONFIGURE = steps(syslog_up, send(signal.SIGHUP))
 
 SCENARIOS = [
-    Scenario("state files are 0644 and never written through a planted link", setup=plant_link,
-             args=DAEMON, answer=TWO, steps=[
-                 Step(exit=0, hooks=[UP0], route="default via 10.0.0.1 dev eth0", check=link_left_alone),
-             ]),
-    Scenario("started with closed standard streams, the daemon keeps its log and its lock",
-             setup=prelude('exec "$@" <&- >&- 2>&-\n'), args=DAEMON, answer=TWO, steps=[
-                 Step(exit=0, uplink="eth0", check=logged("main loop")),
+    # Also the daemon start: the parent leaves, the daemon writes its pid file and goes on.
+    Scenario("state files are 0644 and never written through a planted link; started with "
+             "closed standard streams, the daemon keeps its log and its lock", args=DAEMON,
+             setup=lambda w: plant_link(w) or prelude('exec "$@" <&- >&- 2>&-\n')(w),
+             answer=TWO, steps=[
+                 Step(exit=0, hooks=[UP0], route="default via 10.0.0.1 dev eth0",
+                      check=lambda w, d: link_left_alone(w, d) and daemonised(w, d)),
                  Step(lambda w, d: w.start_daemon(args=DAEMON), timeout=10,
                       check=logged("Another instance of uplinker is already running!")),
+                 Step(carrier("eth0", False), hooks=[UP0, DOWN1],
+                      route="default via 10.0.1.1 dev eth1"),
              ]),
     Scenario("a reader of standard output that goes away costs only its lines",
              setup=prelude('"$@" | head -n 1 >/dev/null; exit\n'), answer=TWO, steps=[
