@@ -63,8 +63,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     reset(app, data, size);
     app.netlinkHandleDatagram(data, size);
     FUZZ_CHECK(access(CURRENT_WAN_FILE, F_OK) != 0);
-    FUZZ_CHECK(app.currentWan >= -1 && app.currentWan < 3 && app.nextWan >= -1 &&
-               app.nextWan < 3);
+    FUZZ_CHECK(app.currentWan >= -1 && app.currentWan < 3 && app.nextWan >= -1 && app.nextWan < 3);
     FUZZ_CHECK(app.lockedWan == -1 || app.lockedWan == 1);
     FUZZ_CHECK(!app.wans[2].up && app.wans[2].gateway == NO_ADDRESS);
     return 0;

@@ -99,13 +99,11 @@ class Daemon:
         self.proc.send_signal(signum)
 
     def stop(self):
-        if self.proc.poll() is None:
-            self.proc.send_signal(signal.SIGTERM)
-            try:
-                self.proc.wait(timeout=10)
-            except subprocess.TimeoutExpired:
-                self.proc.kill()
-                self.proc.wait()
+        self.proc.terminate()
+        try:
+            self.proc.wait(timeout=10)
+        except subprocess.TimeoutExpired:
+            self.proc.kill()
 
 
 TCP_LISTENER = r"""
@@ -205,20 +203,14 @@ class World:
         self.prelude += ("mkdir /mnt/cg\nmount -t %s /mnt/cg\necho $$ > /mnt/cg/%s/cgroup.procs\n"
                          % (fs, self.topo.gw))
 
-    def hook_calls(self):
-        return (read_text(self.hook_log) or "").splitlines()
-
-    def current_wan(self):
-        return read_text(os.path.join(self.run_dir, "uplinker", "current_wan"))
-
-    def istate(self, name):
-        return read_text(os.path.join(self.run_dir, "uplinker", "istate", name))
+    # What the daemon left behind: hook calls, state files.
+    def hook_calls(self): return (read_text(self.hook_log) or "").splitlines()  # noqa: E704
+    def current_wan(self): return read_text(self.run_dir + "/uplinker/current_wan")  # noqa: E704
+    def istate(self, name): return read_text(self.run_dir + "/uplinker/istate/" + name)  # noqa
 
     def resolver_link(self):
-        try:
-            return os.readlink(os.path.join(self.run_dir, "wan_resolv.conf"))
-        except OSError:
-            return None
+        link = os.path.join(self.run_dir, "wan_resolv.conf")
+        return os.readlink(link) if os.path.islink(link) else None
 
     def problems(self):
         # Sanitizer reports and ERROR or FATAL lines that were not expected.

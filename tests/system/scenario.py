@@ -40,45 +40,25 @@ def answer(mode, *wans, disabled=()):
     return config_answer(mode, entries, inventory)
 
 
-def failover(*wans, **kwargs):
-    return answer("FAILOVER", *wans, **kwargs)
+def failover(*wans, **kwargs): return answer("FAILOVER", *wans, **kwargs)  # noqa: E704
+def active(name, **probe): return (name, dict(monitor="ACTIVE", **probe))  # noqa: E704
 
 
-def active(name, **probe):
-    return (name, dict(monitor="ACTIVE", **probe))
+# Actions: each gives a function of the world and the daemon.
+def carrier(name, on): return lambda w, d: w.topo.set_carrier(name, on)  # noqa: E704
+def operstate(name, state): return lambda w, d: w.topo.set_operstate(name, state)  # noqa: E704
+def target(addr, up): return lambda w, d: w.topo.set_target(addr, up)  # noqa: E704
+def write(rel, text): return lambda w, d: w.write_run_file(rel, text)  # noqa: E704
+def send(signum): return lambda w, d: d.signal(signum)  # noqa: E704
+def steps(*actions): return lambda w, d: [a(w, d) for a in actions]  # noqa: E704
 
 
-# Actions.
-def carrier(name, on):
-    return lambda w, d: w.topo.set_carrier(name, on)
+def address(name, up):
+    return lambda w, d: (w.topo.add_address if up else w.topo.del_address)(name)
 
 
-def address(name, present):
-    return lambda w, d: (w.topo.add_address if present else w.topo.del_address)(name)
-
-
-def route(name, present, table=None):
-    return lambda w, d: (w.topo.add_route if present else w.topo.del_route)(name, table)
-
-
-def operstate(name, state):
-    return lambda w, d: w.topo.set_operstate(name, state)
-
-
-def target(addr, present):
-    return lambda w, d: w.topo.set_target(addr, present)
-
-
-def write(rel, text):
-    return lambda w, d: w.write_run_file(rel, text)
-
-
-def send(signum):
-    return lambda w, d: d.signal(signum)
-
-
-def steps(*actions):
-    return lambda w, d: [a(w, d) for a in actions]
+def route(name, up, table=None):
+    return lambda w, d: (w.topo.add_route if up else w.topo.del_route)(name, table)
 
 
 def nudge(w, d):

@@ -142,8 +142,6 @@ GARBAGE_STEP = Step(uplink="eth1", hooks=[UP1], timeout=30,
                     check=lambda w, d: not os.path.exists(os.path.join(w.run_dir, "canary")))
 
 SCENARIOS = [
-    Scenario("no configuration service: init fails", answer=None, errors=ANY_ERROR,
-             steps=[refused()]),
     Scenario("a service that never answers: init fails within the time-out", setup=silent_service,
              errors=ANY_ERROR, steps=[refused(), Step(check=lambda w, d: any(
                  m.startswith("API request to %s failed: " % URL) for m in d.messages("ERROR")))]),

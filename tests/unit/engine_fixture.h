@@ -24,7 +24,6 @@ protected:
             c.enabled = enabled[i];
             c.priority = static_cast<uint32_t>(i + 1);
             c.routeTable = static_cast<int>(100 + i);
-            c.resolvFile = "/var/run/resolv_" + c.name + ".conf";
             conf.wanConfigs.push_back(c);
         }
         running = true;

@@ -8,12 +8,18 @@ TEST_F(EngineTest, SearchPicksTheNextUsableWanByMode) {
         unsigned usable;
         int from, expected;
     } cases[] = {
-        {Failover, {true, true, true}, 0b111, -1, 0},  {Failover, {true, true, true}, 0b111, 0, 1},
-        {Failover, {true, true, true}, 0b111, 2, -1},  {Failover, {true, true, true}, 0b101, 0, 2},
-        {Failover, {true, true, true}, 0b000, -1, -1}, {Failover, {false, true, true}, 0b111, -1, 1},
-        {Failover, {true, true, true}, 0b111, -2, -1}, {Constant, {true, true, true}, 0b110, -1, -1},
-        {Constant, {true, true, true}, 0b111, -1, 0},  {Constant, {false, true, true}, 0b101, -1, -1},
-        {Constant, {false, true, true}, 0b110, -1, 1}, {Constant, {true, true, true}, 0b111, 0, 1},
+        {Failover, {true, true, true}, 0b111, -1, 0},
+        {Failover, {true, true, true}, 0b111, 0, 1},
+        {Failover, {true, true, true}, 0b111, 2, -1},
+        {Failover, {true, true, true}, 0b101, 0, 2},
+        {Failover, {true, true, true}, 0b000, -1, -1},
+        {Failover, {false, true, true}, 0b111, -1, 1},
+        {Failover, {true, true, true}, 0b111, -2, -1},
+        {Constant, {true, true, true}, 0b110, -1, -1},
+        {Constant, {true, true, true}, 0b111, -1, 0},
+        {Constant, {false, true, true}, 0b101, -1, -1},
+        {Constant, {false, true, true}, 0b110, -1, 1},
+        {Constant, {true, true, true}, 0b111, 0, 1},
     };
     for (const auto& c : cases) {
         build(c.mode, c.enabled);
