@@ -3,11 +3,10 @@
 #include <algorithm>
 #include <cstdint>
 #include <spawn.h>
+#include <unistd.h>
 
 #include "support/child_process.h"
 #include "support/log.h"
-
-extern char** environ;
 
 namespace {
 

@@ -15,7 +15,7 @@ UP0, DOWN1 = "-i eth0 -d up", "-i eth1 -d down"
 TWO = failover("eth0", "eth1")
 # Daemon mode, logging to a file in the test's /run.
 DAEMON = ["-l", "/run/uplinker.log", "-p", "0"]
-NO_THREAD = ("eth0| unable to start the check thread", "eth1| unable to start the check thread")
+NO_THREAD = "eth1| unable to start the check thread"
 
 
 def prelude(text):
@@ -99,8 +99,11 @@ SCENARIOS = [
                  Step(RECONFIGURE, check=in_syslog("[DEBUG] start reconfigure")),
                  Step(RECONFIGURE, check=in_syslog("[DEBUG] start reconfigure")),
              ]),
-    Scenario("a check thread that cannot start fails init", setup=lambda w: w.limit_tasks(1),
-             answer=TWO, errors=NO_THREAD + ("init failed!",), steps=[
-                 Step(exit=0, log=list(NO_THREAD) + ["init failed!", "done"]),
+    # Two tasks: the main thread and eth0's check thread. eth1's cannot start; at the end the
+    # leak checker of a sanitizer build can start its own in the place of eth0's.
+    Scenario("a check thread that cannot start fails init", setup=lambda w: w.limit_tasks(2),
+             answer=TWO, errors=(NO_THREAD, "init failed!"), steps=[
+                 Step(exit=0, log=[NO_THREAD, "init failed!", "done"],
+                      nolog=["eth0| unable to start the check thread"]),
              ]),
 ]
