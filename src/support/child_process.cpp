@@ -14,6 +14,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "support/clock.h"
+
 namespace VRX {
 namespace ChildProcess {
 
@@ -142,12 +144,6 @@ void killGroupAndReap(pid_t pid) {
     kill(-pid, SIGKILL);
     int status = 0;
     waitChild(pid, &status, 0);
-}
-
-int64_t monotonicMs() {
-    timespec now{};
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return static_cast<int64_t>(now.tv_sec) * 1000 + now.tv_nsec / 1000000;
 }
 
 } // namespace ChildProcess

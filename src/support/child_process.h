@@ -44,8 +44,6 @@ pid_t waitChild(pid_t pid, int* status, int options);
 bool waitUntil(pid_t pid, int64_t deadlineMs, int& status);
 // Kills the child's whole process group and reaps the child.
 void killGroupAndReap(pid_t pid);
-// Milliseconds of the monotonic clock, for run-time bounds.
-int64_t monotonicMs();
 
 } // namespace ChildProcess
 } // namespace VRX

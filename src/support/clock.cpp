@@ -2,8 +2,8 @@
 
 #include <ctime>
 
-int32_t monotonicSeconds() {
+int64_t monotonicMs() {
     timespec now{};
     clock_gettime(CLOCK_MONOTONIC, &now);
-    return static_cast<int32_t>(now.tv_sec);
+    return static_cast<int64_t>(now.tv_sec) * 1000 + now.tv_nsec / 1000000;
 }

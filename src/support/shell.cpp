@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include "support/child_process.h"
+#include "support/clock.h"
 #include "support/log.h"
 
 namespace {
@@ -25,7 +26,6 @@ enum class Outcome { Exited, TimedOut, Stopped };
 
 // Waits in short slices, so that a stop request ends the wait without waiting out the bound.
 Outcome waitForCommand(pid_t pid, int64_t deadline, int& status) {
-    using VRX::ChildProcess::monotonicMs;
     for (;;) {
         int64_t slice = std::min(deadline, monotonicMs() + STOP_POLL_MS);
         if (VRX::ChildProcess::waitUntil(pid, slice, status))
@@ -34,22 +34,6 @@ Outcome waitForCommand(pid_t pid, int64_t deadline, int& status) {
             return Outcome::TimedOut;
         if (stopRequested())
             return Outcome::Stopped;
-    }
-}
-
-bool isSafeCharacter(char c) {
-    if ((c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9'))
-        return true;
-    switch (c) {
-    case '.':
-    case '_':
-    case '-':
-    case '@':
-    case '+':
-    case ':':
-        return true;
-    default:
-        return false;
     }
 }
 
@@ -85,29 +69,4 @@ int runShell(const std::string& command, unsigned int timeoutSeconds) {
 
 void stopShellCommandsWith(const volatile sig_atomic_t* running) {
     gShellRunning = running;
-}
-
-bool isShellSafe(const std::string& word) {
-    if (word.empty())
-        return false;
-    for (char c : word) {
-        if (!isSafeCharacter(c))
-            return false;
-    }
-    return true;
-}
-
-std::string shellQuote(const std::string& word) {
-    std::string quoted = "'";
-    for (char c : word) {
-        if (c == '\'')
-            quoted += "'\\''";
-        else
-            quoted += c;
-    }
-    return quoted + "'";
-}
-
-std::string shellWord(const std::string& word) {
-    return isShellSafe(word) ? word : shellQuote(word);
 }

@@ -9,13 +9,12 @@
 #include <unistd.h>
 
 #include "support/child_process.h"
+#include "support/clock.h"
 #include "support/thread.h"
 
 namespace VRX {
 
 namespace {
-
-using ChildProcess::monotonicMs;
 
 // What a shell reports for a program it cannot start; callers only test for non-zero.
 constexpr int NOT_STARTED = 127;
@@ -120,33 +119,6 @@ int System::execute(const std::string& command, const std::vector<std::string>& 
         ChildProcess::killGroupAndReap(pid);
     close(fds[0]);
     return finished ? resultOf(status) : TIMED_OUT;
-}
-
-int System::readFile(const std::string& path, std::string& content) {
-    content.clear();
-    int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (fd < 0)
-        return -1;
-    char buffer[READ_CHUNK];
-    int result = 0;
-    for (;;) {
-        ssize_t got = read(fd, buffer, sizeof(buffer));
-        if (got < 0 && errno == EINTR)
-            continue;
-        if (got <= 0) {
-            result = got < 0 ? -1 : 0;
-            break;
-        }
-        if (content.size() + static_cast<size_t>(got) > MAX_FILE) {
-            result = -1;
-            break;
-        }
-        content.append(buffer, static_cast<size_t>(got));
-    }
-    close(fd);
-    if (result != 0)
-        content.clear();
-    return result;
 }
 
 } // namespace VRX
