@@ -8,11 +8,6 @@
 
 namespace {
 
-CheckState readCheckState(Wan& wan) {
-    VRX::LockGuard guard(wan.lock);
-    return wan.checkState;
-}
-
 int32_t readLastCheckTime(Wan& wan) {
     VRX::LockGuard guard(wan.lock);
     return wan.lastCheckTime;
@@ -75,7 +70,7 @@ void App::driveActiveChecks() {
         if (!wan.config.enabled || wan.config.monitorMode != Active)
             continue;
         const bool oldResult = wan.activeResult;
-        const CheckState state = readCheckState(wan);
+        const CheckState state = wan.readCheckState();
         if (state == Idle && index <= limit)
             startCheckIfDue(wan);
         else

@@ -1,13 +1,8 @@
 #include "app/app.h"
 
-#include <unistd.h>
-
 #include "support/log.h"
 
-App::App(bool* runningFlag, int verbosity)
-    : running(runningFlag), netlinkFd(-1), initStage(0), nextSeq(1), dumpSeq(0), mode(Constant),
-      previousWan(-1), currentWan(-1), nextWan(-1), lastEnabledWan(-1), lockedWan(-1),
-      lockedUntil(0), searchNextInet(false), refreshInet(false), dumpVerbosity(verbosity) {
+App::App(int verbosity) : dumpVerbosity(verbosity) {
     LOG_TRACE("App::App");
 }
 
@@ -46,8 +41,16 @@ bool App::init() {
 
 void App::deinit() {
     LOG_TRACE("App::deinit");
-    if (netlinkFd != -1) {
-        close(netlinkFd);
-        netlinkFd = -1;
-    }
+    socket.close();
+}
+
+App::Indices App::indices() const {
+    return Indices{previousWan, currentWan,  nextWan,        lastEnabledWan,
+                   lockedWan,   lockedUntil, searchNextInet, refreshInet};
+}
+
+Wan* App::wanAt(int index) {
+    if (index < 0 || static_cast<size_t>(index) >= wans.size())
+        return nullptr;
+    return &wans[static_cast<size_t>(index)];
 }

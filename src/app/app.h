@@ -1,14 +1,16 @@
 // The failover engine: the WAN table, the indices of the current, previous, next and locked
-// WAN, the rtnetlink intake that keeps the table current, and the work step that switches.
+// WAN, and the work step that turns link events, the cellular status and check verdicts into
+// one switch of the uplink. It is fed typed events by the rtnetlink intake below it.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
-#include <linux/netlink.h>
 #include <string>
 #include <vector>
 
 #include "conf/conf.h"
+#include "netlink/netlink_events.h"
+#include "netlink/netlink_socket.h"
 #include "wan/wan.h"
 
 constexpr const char* CURRENT_WAN_FILE = "/var/run/uplinker/current_wan";
@@ -19,77 +21,107 @@ constexpr const char* HOOK_PATH = "/etc/uplinker/hooks/after-switch-inet";
 constexpr const char* CELLULAR_WAN = "ppp0";
 constexpr const char* ROAMING_WAN = "wlan0";
 constexpr int32_t ROAMING_LOCK_S = 30;
-constexpr size_t NETLINK_BUFFER_SIZE = 65536;
 
-class App {
+class App : public netlink::EventSink {
 public:
-    App(bool* running, int dumpVerbosity);
-    // Destroys the WANs in index order (each stops its check thread); leaves netlinkFd alone.
-    ~App();
+    // What the engine has decided so far, for the state dump's readers and for tests.
+    struct Indices {
+        int previousWan;
+        int currentWan;
+        int nextWan;
+        int lastEnabledWan;
+        int lockedWan;
+        int32_t lockedUntil;
+        bool searchNextInet;
+        bool refreshInet;
+    };
+
+    explicit App(int dumpVerbosity);
+    // Destroys the WANs in index order (each stops its check thread) and closes the socket.
+    ~App() override;
     App(const App&) = delete;
     App& operator=(const App&) = delete;
 
     // Builds the WAN table from Conf::inst(), opens the netlink socket, asks for the link dump.
     bool init();
-    // The table half of init, from a given configuration (tests pass their own).
+    // The table half of init, from a given configuration.
     bool initWans(Conf& conf);
-    // The netlink half of init: socket, bind to groups 0x51, SO_PASSCRED, link dump.
+    // The netlink half of init: the socket and the link dump.
     bool openNetlink();
     // Closes the netlink socket.
     void deinit();
 
-    // One step of the main loop: wait up to 1 s for netlink input, then lock, switch, cellular
-    // status and active checks.
+    // One step of the main loop: waits up to 1 s for one datagram and reads it, then decides.
     void work();
-    // Pieces of the work step, in their order.
-    void enforceRoamingLock();
-    void applyRequests();
-    void pollCellularStatus();
-    void driveActiveChecks();
+    // The decisions of a step, once the start-up dumps are complete: the roaming lock, the
+    // pending switch, the cellular status and the active checks, in that order.
+    void decide();
+    // False once the engine has met a fatal netlink error; the main loop then ends.
+    bool keepRunning() const { return running; }
+    // True once the kernel has answered all three start-up dumps.
+    bool started() const { return initStage == STAGE_COMPLETE; }
+
+    // The events of the rtnetlink intake.
+    void handleNewLink(const netlink::LinkEvent& event) override;
+    void handleDelLink(const netlink::LinkGoneEvent& event) override;
+    void handleAddress(const netlink::AddressEvent& event) override;
+    void handleRoute(const netlink::RouteEvent& event) override;
+    void handleNetlinkDone(uint32_t seq) override;
+    void handleNetlinkError(uint32_t seq, int32_t code) override;
 
     // Selection and the reactions to a WAN gaining or losing internet.
     int searchNextWan(int from);
     void processInetUp(const std::string& name);
     void processInetDown(const std::string& name);
+
+    // Logs the whole failover state at TRACE.
+    void dumpState(const char* caller, int line, const char* reason);
+
+    // Read-only views of the engine's state.
+    Mode operatingMode() const { return mode; }
+    Indices indices() const;
+    const std::vector<Wan>& wanTable() const { return wans; }
+
+private:
+    static constexpr int STAGE_COMPLETE = 4;
+
+    // Pieces of the work step, in their order.
+    void netlinkReadMessages();
+    bool netlinkListItems(uint16_t type);
+    void enforceRoamingLock();
+    void applyRequests();
+    void pollCellularStatus();
+    void driveActiveChecks();
+
     std::vector<Wan>::iterator findWanByName(const std::string& name);
     // Index of the first WAN whose ifIndex matches, or -1.
     int findWanByIndex(int32_t ifIndex) const;
+    // Index of the named WAN, or -1 for an empty or unknown name.
+    int indexOfName(const std::string& name);
+    // The WAN at index, or nullptr when index is outside the table.
+    Wan* wanAt(int index);
+    // Pins the Wi-Fi as the uplink while it re-associates.
+    void lockRoamingWan(const char* name);
 
     // Applies currentWan: current-WAN file, default route, resolver link, hook.
     void switchInet();
     void writeCurrentWan(const std::string& name);
     void writeInterfaceState(const std::string& name, bool up);
 
-    // Logs the whole failover state at TRACE.
-    void dumpState(const char* caller, int line, const char* reason);
-
-    // Netlink intake.
-    bool netlinkListItems(uint16_t type);
-    // Reads one datagram (root senders only) and handles it.
-    void netlinkReadMessages();
-    // Walks the messages of one datagram; every length is checked before it is used.
-    void netlinkHandleDatagram(const uint8_t* data, size_t length);
-    void handleNetlinkDone(const nlmsghdr* message);
-    void handleNetlinkError(const nlmsghdr* message);
-    void handleNewLink(const nlmsghdr* message);
-    void handleDelLink(const nlmsghdr* message);
-    void handleAddress(const nlmsghdr* message, bool added);
-    void handleRoute(const nlmsghdr* message, bool added);
-
-    bool* running;
-    int netlinkFd;
-    int initStage;
-    uint32_t nextSeq;
-    uint32_t dumpSeq;
-    Mode mode;
-    int previousWan;
-    int currentWan;
-    int nextWan;
-    int lastEnabledWan;
-    int lockedWan;
-    int32_t lockedUntil;
+    netlink::Socket socket;
+    bool running = true;
+    int initStage = 0;
+    uint32_t nextSeq = 1;
+    uint32_t dumpSeq = 0;
+    Mode mode = Constant;
+    int previousWan = -1;
+    int currentWan = -1;
+    int nextWan = -1;
+    int lastEnabledWan = -1;
+    int lockedWan = -1;
+    int32_t lockedUntil = 0;
     std::vector<Wan> wans;
-    bool searchNextInet;
-    bool refreshInet;
+    bool searchNextInet = false;
+    bool refreshInet = false;
     int dumpVerbosity;
 };

@@ -39,9 +39,7 @@ void App::enforceRoamingLock() {
     if (dumpVerbosity != 0)
         dumpState("work", 229, "In locked state, all state variables are fixed");
 
-    Wan* locked = nullptr;
-    if (lockedWan >= 0 && static_cast<size_t>(lockedWan) < wans.size())
-        locked = &wans[lockedWan];
+    Wan* locked = wanAt(lockedWan);
     const char* name = locked != nullptr ? locked->ifname.c_str() : "unknown";
     // Only link, address and gateway count here: the active verdict is stale after roaming.
     if (locked != nullptr && locked->up && locked->misc && locked->ipValid() && locked->gwValid()) {

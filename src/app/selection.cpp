@@ -5,19 +5,14 @@
 #include "app/app.h"
 #include "support/log.h"
 
-namespace {
-
-// Index of the named WAN, or -1 for an empty or unknown name.
-int indexOfName(App& app, const std::string& name) {
+int App::indexOfName(const std::string& name) {
     if (name.empty())
         return -1;
-    auto it = app.findWanByName(name);
-    if (it == app.wans.end())
+    auto it = findWanByName(name);
+    if (it == wans.end())
         return -1;
-    return static_cast<int>(it - app.wans.begin());
+    return static_cast<int>(it - wans.begin());
 }
-
-} // namespace
 
 int App::searchNextWan(int from) {
     LOG_TRACE("App::searchNextWan for %d", from);
@@ -47,9 +42,9 @@ int App::searchNextWan(int from) {
 void App::processInetDown(const std::string& name) {
     LOG_TRACE("%s| App::processInetDown", name.c_str());
     writeInterfaceState(name, false);
-    if (initStage != 4)
+    if (!started())
         return;
-    const int index = indexOfName(*this, name);
+    const int index = indexOfName(name);
     const bool isCurrent = index != -1 && index == currentWan;
     if (mode == Constant) {
         if (isCurrent) {
@@ -70,9 +65,9 @@ void App::processInetDown(const std::string& name) {
 void App::processInetUp(const std::string& name) {
     LOG_TRACE("%s| App::processInetUp", name.c_str());
     writeInterfaceState(name, true);
-    if (initStage != 4)
+    if (!started())
         return;
-    const int index = indexOfName(*this, name);
+    const int index = indexOfName(name);
     if (mode == Constant) {
         if (index == -1)
             return;

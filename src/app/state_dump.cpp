@@ -2,21 +2,13 @@
 #include "app/app.h"
 #include "app/bool_text.h"
 #include "support/clock.h"
-#include "support/lock.h"
 #include "support/log.h"
 
 namespace {
 
-// The check state is the one field the WAN's check thread writes, so it is read under the
-// WAN's lock; the lock is not kept while the line is formatted.
-CheckState readCheckState(Wan& wan) {
-    VRX::LockGuard guard(wan.lock);
-    return wan.checkState;
-}
-
 void dumpWan(Wan& wan, size_t index, bool current) {
     const bool active = wan.config.monitorMode == Active;
-    const char* stateName = active ? checkStateName(readCheckState(wan)) : "";
+    const char* stateName = active ? checkStateName(wan.readCheckState()) : "";
     LOG_TRACE("  %s%2d %-6s: %s Inet=%-5s Up=%-5s, IpValid=%-5s, GwValid=%-5s, Misc=%-5s, "
               "ActiveResult=%-5s[%s]",
               current ? "*" : " ", static_cast<int>(index), wan.ifname.c_str(),

@@ -1,33 +1,18 @@
 // One step of the main loop: netlink intake, then the decisions, in a fixed order.
-#include <cerrno>
-#include <sys/select.h>
-
 #include "app/app.h"
 #include "support/log.h"
 
 namespace {
 
-// Waits up to one second for the socket to become readable; false on a wait error that is
-// not an interruption.
-bool waitReadable(int fd, bool& readable) {
-    fd_set readSet;
-    FD_ZERO(&readSet);
-    // FD_SET on a descriptor outside the set's range would write past it.
-    const bool usable = fd >= 0 && fd < FD_SETSIZE;
-    if (usable)
-        FD_SET(fd, &readSet);
-    timeval timeout{1, 0};
-    const int result = select(usable ? fd + 1 : 0, &readSet, nullptr, nullptr, &timeout);
-    readable = result > 0 && usable && FD_ISSET(fd, &readSet);
-    return result >= 0 || errno == EINTR || errno == EAGAIN;
-}
+// The longest a step waits for kernel input before it decides anyway.
+constexpr int STEP_WAIT_S = 1;
 
 } // namespace
 
 void App::work() {
     bool readable = false;
-    if (!waitReadable(netlinkFd, readable) && running != nullptr)
-        *running = false;
+    if (!socket.waitReadable(STEP_WAIT_S, readable))
+        running = false;
     if (readable) {
         LOG_TRACE("NEWLINK MESSAGE START");
         netlinkReadMessages();
@@ -35,8 +20,12 @@ void App::work() {
     }
     if (dumpVerbosity > 1)
         dumpState("work", 211, "");
+    decide();
+}
+
+void App::decide() {
     // No decisions until the kernel has answered all three start-up dumps.
-    if (initStage != 4)
+    if (!started())
         return;
     enforceRoamingLock();
     applyRequests();

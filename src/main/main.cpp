@@ -12,9 +12,9 @@
 
 // Both flags are tested before every step, so a stop request ends the loop after the step in
 // which it arrived.
-static void runMainLoop(App& app, const bool& keepRunning) {
+static void runMainLoop(App& app) {
     LOG_DEBUG("main loop");
-    while (gRunning && keepRunning) {
+    while (gRunning && app.keepRunning()) {
         if (gReconfigure) {
             LOG_DEBUG("start reconfigure");
             gReconfigure = 0;
@@ -27,11 +27,10 @@ static void runMainLoop(App& app, const bool& keepRunning) {
 // not restart the daemon in a tight loop over a configuration it cannot use.
 static int runApp(int dumpVerbosity) {
     LOG_DEBUG("start init");
-    bool keepRunning = true;
     {
-        App app(&keepRunning, dumpVerbosity);
+        App app(dumpVerbosity);
         if (app.init()) {
-            runMainLoop(app, keepRunning);
+            runMainLoop(app);
             LOG_DEBUG("start deinit");
             app.deinit();
         } else {

@@ -1,11 +1,14 @@
-// The rtnetlink socket of the engine and the dump requests sent on it.
+#include "netlink/netlink_socket.h"
+
+#include <cerrno>
 #include <cstring>
 #include <linux/rtnetlink.h>
+#include <sys/select.h>
 #include <sys/socket.h>
+#include <sys/uio.h>
 #include <unistd.h>
 
-#include "app/app.h"
-#include "support/log.h"
+namespace netlink {
 
 namespace {
 
@@ -17,6 +20,10 @@ constexpr int RECEIVE_BUFFER_BYTES = 4 * 1024 * 1024;
 // Header plus the one-byte rtgenmsg; the kernel accepts the body unpadded.
 constexpr uint32_t DUMP_REQUEST_LENGTH = 17;
 constexpr uint16_t DUMP_REQUEST_FLAGS = NLM_F_REQUEST | NLM_F_ACK | NLM_F_DUMP;
+// The largest datagram read at once; the kernel splits dumps to fit a page-sized buffer.
+constexpr size_t BUFFER_SIZE = 65536;
+// Below this a control buffer cannot even hold the start of a credentials message.
+constexpr size_t MIN_CONTROL_LENGTH = 12;
 
 bool bindToGroups(int fd) {
     sockaddr_nl address;
@@ -40,38 +47,91 @@ void enlargeReceiveBuffer(int fd) {
     (void)setsockopt(fd, SOL_SOCKET, SO_RCVBUF, &bytes, sizeof(bytes));
 }
 
+// Only the kernel (or another root process) may tell us about links and routes; a datagram
+// forged by an unprivileged local process must not move the uplink.
+bool sentByRoot(const msghdr& message) {
+    if (message.msg_controllen < MIN_CONTROL_LENGTH)
+        return false;
+    const cmsghdr* control = CMSG_FIRSTHDR(&message);
+    if (control == nullptr || control->cmsg_type != SCM_CREDENTIALS)
+        return false;
+    if (control->cmsg_len < CMSG_LEN(sizeof(ucred)))
+        return false;
+    ucred credentials;
+    std::memcpy(&credentials, CMSG_DATA(control), sizeof(credentials));
+    return credentials.uid == 0;
+}
+
 } // namespace
 
-bool App::openNetlink() {
-    netlinkFd = socket(AF_NETLINK, SOCK_DGRAM | SOCK_CLOEXEC, NETLINK_ROUTE);
-    if (netlinkFd == -1)
+bool Socket::open() {
+    close();
+    fd_ = socket(AF_NETLINK, SOCK_DGRAM | SOCK_CLOEXEC, NETLINK_ROUTE);
+    if (fd_ == -1)
         return false;
-    bool ready = bindToGroups(netlinkFd) && passCredentials(netlinkFd);
-    if (ready) {
-        enlargeReceiveBuffer(netlinkFd);
-        ready = netlinkListItems(RTM_GETLINK);
-    }
-    if (!ready) {
-        close(netlinkFd);
-        netlinkFd = -1;
+    if (!bindToGroups(fd_) || !passCredentials(fd_)) {
+        close();
         return false;
     }
-    initStage = 1;
+    enlargeReceiveBuffer(fd_);
     return true;
 }
 
-bool App::netlinkListItems(uint16_t type) {
-    LOG_TRACE("App::netlinkListItems(type->%hu)", type);
+void Socket::close() {
+    if (fd_ != -1)
+        ::close(fd_);
+    fd_ = -1;
+}
+
+bool Socket::requestDump(uint16_t type, uint32_t seq) {
     uint8_t request[DUMP_REQUEST_LENGTH] = {};
     nlmsghdr header;
     std::memset(&header, 0, sizeof(header));
     header.nlmsg_len = DUMP_REQUEST_LENGTH;
     header.nlmsg_type = type;
     header.nlmsg_flags = DUMP_REQUEST_FLAGS;
-    header.nlmsg_seq = nextSeq;
+    header.nlmsg_seq = seq;
     header.nlmsg_pid = 0;
     std::memcpy(request, &header, sizeof(header));
     request[sizeof(header)] = AF_UNSPEC;
-    dumpSeq = nextSeq++;
-    return send(netlinkFd, request, sizeof(request), 0) != -1;
+    return send(fd_, request, sizeof(request), 0) != -1;
 }
+
+bool Socket::waitReadable(int timeoutSeconds, bool& readable) const {
+    fd_set readSet;
+    FD_ZERO(&readSet);
+    // FD_SET on a descriptor outside the set's range would write past it.
+    const bool usable = fd_ >= 0 && fd_ < FD_SETSIZE;
+    if (usable)
+        FD_SET(fd_, &readSet);
+    timeval timeout{timeoutSeconds, 0};
+    const int result = select(usable ? fd_ + 1 : 0, &readSet, nullptr, nullptr, &timeout);
+    readable = result > 0 && usable && FD_ISSET(fd_, &readSet);
+    return result >= 0 || errno == EINTR || errno == EAGAIN;
+}
+
+bool Socket::receive(EventSink& sink) {
+    // Kept on the stack: at most one datagram is read per work step, and a heap buffer per
+    // call would only add an allocation on every notification.
+    alignas(nlmsghdr) uint8_t buffer[BUFFER_SIZE];
+    alignas(cmsghdr) uint8_t control[CMSG_SPACE(sizeof(ucred))];
+    sockaddr_nl sender;
+    iovec vector = {buffer, sizeof(buffer)};
+    msghdr message;
+    std::memset(&message, 0, sizeof(message));
+    message.msg_name = &sender;
+    message.msg_namelen = sizeof(sender);
+    message.msg_iov = &vector;
+    message.msg_iovlen = 1;
+    message.msg_control = control;
+    message.msg_controllen = sizeof(control);
+
+    const ssize_t received = recvmsg(fd_, &message, 0);
+    if (received < 0)
+        return errno == EINTR || errno == EAGAIN;
+    if (sentByRoot(message) && static_cast<size_t>(received) >= NLMSG_HDRLEN)
+        decodeDatagram(buffer, static_cast<size_t>(received), sink);
+    return true;
+}
+
+} // namespace netlink

@@ -24,11 +24,6 @@ struct Snapshot {
     uint32_t address;
 };
 
-CheckState currentState(Wan& wan) {
-    VRX::LockGuard guard(wan.lock);
-    return wan.checkState;
-}
-
 Snapshot takeSnapshot(Wan& wan) {
     VRX::LockGuard guard(wan.lock);
     return Snapshot{wan.checkState, wan.config, wan.address.load()};
@@ -122,7 +117,7 @@ void WanCheckingThread::checkingThread() {
     while (!isCanceled()) {
         // Almost every pass finds nothing to do; copying the configuration (several strings)
         // on each of them would be most of an idle thread's cost.
-        if (currentState(*wan) == RunActive) {
+        if (wan->readCheckState() == RunActive) {
             Snapshot snapshot = takeSnapshot(*wan);
             if (snapshot.state == RunActive)
                 runCheck(*this, snapshot);

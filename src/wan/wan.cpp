@@ -64,6 +64,11 @@ void Wan::checkDone() {
     LOG_DEBUG("Check done -> previous checking is not completed");
 }
 
+CheckState Wan::readCheckState() const {
+    VRX::LockGuard guard(lock);
+    return checkState;
+}
+
 bool Wan::inet() const {
     if (!config.enabled || !up || !misc || !ipValid() || !gwValid())
         return false;

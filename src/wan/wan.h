@@ -7,12 +7,11 @@
 #include <string>
 
 #include "conf/wan_config.h"
+#include "support/ipv4_text.h"
 #include "support/lock.h"
 #include "wan/check_state.h"
 #include "wan/checking_thread.h"
 
-// An IPv4 address in network byte order that means "none".
-constexpr uint32_t NO_ADDRESS = 0xFFFFFFFFu;
 constexpr const char* RESOLV_LINK = "/var/run/wan_resolv.conf";
 
 class Wan {
@@ -35,6 +34,8 @@ public:
     void checkActivate();
     // Releases a collected verdict: SuccessUp/SuccessDown/Failed -> Idle; refused otherwise.
     void checkDone();
+    // The check state, read under the lock: the check thread writes it.
+    CheckState readCheckState() const;
 
     // Usable as the uplink: enabled, up, misc, address and gateway, and a positive verdict
     // unless it is passive or the last enabled WAN.
@@ -56,7 +57,7 @@ public:
     bool lastEnabled;
     bool activeResult;
     CheckState checkState;
-    VRX::Lock lock;
+    mutable VRX::Lock lock;
     WanCheckingThread thread;
     int32_t lastCheckTime;
 

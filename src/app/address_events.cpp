@@ -1,9 +1,7 @@
 // IPv4 address notifications of the WAN interfaces.
 #include <linux/rtnetlink.h>
-#include <sys/socket.h>
 
 #include "app/app.h"
-#include "netlink/netlink_walk.h"
 #include "support/ipv4_text.h"
 #include "support/log.h"
 
@@ -14,32 +12,23 @@ constexpr uint8_t SCOPE_LINK = RT_SCOPE_LINK;
 
 } // namespace
 
-void App::handleAddress(const nlmsghdr* message, bool added) {
-    ifaddrmsg info;
-    if (!netlink::fixedHeader(message, &info, sizeof(info)) || info.ifa_family != AF_INET)
-        return;
-    const char* kind = added ? "RTM_NEWADDR" : "RTM_DELADDR";
-    const int32_t ifIndex = static_cast<int32_t>(info.ifa_index);
-    const int index = ifIndex < 0 ? -1 : findWanByIndex(ifIndex);
+void App::handleAddress(const netlink::AddressEvent& event) {
+    const char* kind = event.added ? "RTM_NEWADDR" : "RTM_DELADDR";
+    const int index = event.ifIndex < 0 ? -1 : findWanByIndex(event.ifIndex);
     if (index < 0 || !wans[index].config.enabled) {
-        LOG_TRACE("%s: index(%d) skipping as not wan interface", kind, ifIndex);
+        LOG_TRACE("%s: index(%d) skipping as not wan interface", kind, event.ifIndex);
         return;
     }
     Wan& wan = wans[index];
     const char* name = wan.ifname.c_str();
-    if (info.ifa_scope == SCOPE_LINK) {
+    if (event.scope == SCOPE_LINK) {
         LOG_TRACE("%s| %s Skipping link-local address", name, kind);
         return;
     }
-    LOG_TRACE("%s| %s index(%d)", name, kind, ifIndex);
+    LOG_TRACE("%s| %s index(%d)", name, kind, event.ifIndex);
     // Each address is acted on in turn: with several, the last one announced stays.
-    netlink::AttributeWalk walk(message, sizeof(info));
-    netlink::Attribute attribute;
-    uint32_t address = NO_ADDRESS;
-    while (walk.next(attribute)) {
-        if (attribute.type != IFA_LOCAL || !netlink::readIpv4(attribute, address))
-            continue;
-        if (added) {
+    for (const uint32_t address : event.locals) {
+        if (event.added) {
             wan.address.store(address);
             LOG_TRACE("%s| Address changed to %s", name, dottedQuad(address).c_str());
             if (wan.inet())

@@ -1,28 +1,36 @@
-// The control replies to our dump requests: the end of a dump drives the start-up stages, an
-// error reply to the last request is reported.
-#include <cstdint>
+// The engine's side of the rtnetlink intake: the start-up dumps, one datagram per work step,
+// and the control replies that drive the start-up stages.
 #include <cstring>
 #include <linux/rtnetlink.h>
 
 #include "app/app.h"
-#include "netlink/netlink_walk.h"
 #include "support/log.h"
 
-namespace {
-
-// The stage reached once the final dump has ended.
-constexpr int STAGE_COMPLETE = 4;
-
-void stop(bool* running) {
-    if (running != nullptr)
-        *running = false;
+bool App::openNetlink() {
+    if (!socket.open())
+        return false;
+    if (!netlinkListItems(RTM_GETLINK)) {
+        socket.close();
+        return false;
+    }
+    initStage = 1;
+    return true;
 }
 
-} // namespace
+bool App::netlinkListItems(uint16_t type) {
+    LOG_TRACE("App::netlinkListItems(type->%hu)", type);
+    dumpSeq = nextSeq++;
+    return socket.requestDump(type, dumpSeq);
+}
 
-void App::handleNetlinkDone(const nlmsghdr* message) {
+void App::netlinkReadMessages() {
+    if (!socket.receive(*this))
+        running = false;
+}
+
+void App::handleNetlinkDone(uint32_t seq) {
     // A dump started by another process on the same socket family ends with its own sequence.
-    if (netlink::messageHeader(message).nlmsg_seq != dumpSeq)
+    if (seq != dumpSeq)
         return;
     LOG_TRACE("NLMSG_DONE");
     switch (initStage) {
@@ -30,13 +38,13 @@ void App::handleNetlinkDone(const nlmsghdr* message) {
         if (netlinkListItems(RTM_GETADDR))
             initStage = 2;
         else
-            stop(running);
+            running = false;
         break;
     case 2:
         if (netlinkListItems(RTM_GETROUTE))
             initStage = 3;
         else
-            stop(running);
+            running = false;
         break;
     case 3:
         initStage = STAGE_COMPLETE;
@@ -48,11 +56,8 @@ void App::handleNetlinkDone(const nlmsghdr* message) {
     }
 }
 
-void App::handleNetlinkError(const nlmsghdr* message) {
-    if (netlink::messageHeader(message).nlmsg_seq != dumpSeq)
-        return;
-    int32_t code = 0;
-    if (!netlink::fixedHeader(message, &code, sizeof(code)) || code == 0)
+void App::handleNetlinkError(uint32_t seq, int32_t code) {
+    if (seq != dumpSeq || code == 0)
         return;
     // Only the main thread turns error numbers into text; the check threads never do.
     // A forged reply may carry INT32_MIN, which has no positive counterpart; strerror calls any
@@ -60,6 +65,6 @@ void App::handleNetlinkError(const nlmsghdr* message) {
     LOG_ERROR("Error: %s\n",
               strerror(code == INT32_MIN ? code : -code)); // NOLINT(concurrency-mt-unsafe)
     // Without all three dumps the engine would decide on a partial picture of the links.
-    if (initStage != STAGE_COMPLETE)
-        stop(running);
+    if (!started())
+        running = false;
 }

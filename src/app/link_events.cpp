@@ -1,10 +1,6 @@
 // Link notifications: carrier and administrative state of the WAN interfaces, and the Wi-Fi
 // roaming that must not be mistaken for a lost uplink.
-#include <linux/rtnetlink.h>
-#include <sys/socket.h>
-
 #include "app/app.h"
-#include "netlink/netlink_walk.h"
 #include "support/clock.h"
 #include "support/log.h"
 
@@ -31,22 +27,10 @@ bool roaming(unsigned flags) {
     return (flags & LINK_DORMANT) != 0 || (flags & ROAMING_MASK) == ROAMING_FLAGS;
 }
 
-// IFLA_IFNAME; a later copy of the attribute wins, none gives an empty name.
-std::string linkName(const nlmsghdr* message) {
-    std::string name;
-    netlink::AttributeWalk walk(message, sizeof(ifinfomsg));
-    netlink::Attribute attribute;
-    while (walk.next(attribute)) {
-        if (attribute.type == IFLA_IFNAME)
-            name = netlink::readName(attribute);
-    }
-    return name;
-}
-
-void logLinkFlags(const std::string& name, const ifinfomsg& info) {
-    const unsigned flags = info.ifi_flags;
-    LOG_TRACE("%s| RTM_NEWLINK: index=%d flags=0x%x %s%s%s%s", name.c_str(), info.ifi_index, flags,
-              (flags & LINK_UP) ? "[UP]" : "[not UP]",
+void logLinkFlags(const netlink::LinkEvent& event) {
+    const unsigned flags = event.flags;
+    LOG_TRACE("%s| RTM_NEWLINK: index=%d flags=0x%x %s%s%s%s", event.name.c_str(), event.ifIndex,
+              flags, (flags & LINK_UP) ? "[UP]" : "[not UP]",
               (flags & LINK_RUNNING) ? "[RUNNING]" : "[not RUNNING]",
               (flags & LINK_LOWER_UP) ? "[LOWER_UP]" : "[not LOWER_UP]",
               (flags & LINK_DORMANT) ? "[DORMANT]" : "");
@@ -60,39 +44,35 @@ void logRoamingBanner(const char* name) {
     LOG_TRACE("%s| ==========================================================", name);
 }
 
+} // namespace
+
 // Pins the Wi-Fi as the uplink while it re-associates, so that the short loss of RUNNING does
 // not switch away. A lock already held is neither renewed nor extended.
-void lockRoamingWan(App& app, const char* name) {
-    const bool currentKnown =
-        app.currentWan >= 0 && static_cast<size_t>(app.currentWan) < app.wans.size();
-    if (app.lockedWan != -1 || !currentKnown || app.wans[app.currentWan].ifname != ROAMING_WAN)
+void App::lockRoamingWan(const char* name) {
+    const Wan* current = wanAt(currentWan);
+    if (lockedWan != -1 || current == nullptr || current->ifname != ROAMING_WAN)
         return;
-    app.lockedWan = app.currentWan;
-    app.lockedUntil = monotonicSeconds() + ROAMING_LOCK_S;
+    lockedWan = currentWan;
+    lockedUntil = monotonicSeconds() + ROAMING_LOCK_S;
     LOG_TRACE("%s| ==               LOCKING CURRENT INTERFACE              ==", name);
     LOG_TRACE("%s| ==========================================================", name);
 }
 
-} // namespace
-
-void App::handleNewLink(const nlmsghdr* message) {
-    ifinfomsg info;
-    if (!netlink::fixedHeader(message, &info, sizeof(info)) || info.ifi_family != AF_UNSPEC)
-        return;
-    const std::string name = linkName(message);
+void App::handleNewLink(const netlink::LinkEvent& event) {
+    const std::string& name = event.name;
     const auto wan = findWanByName(name);
     if (wan == wans.end() || !wan->config.enabled) {
         LOG_TRACE("%s| RTM_NEWLINK: index(%d) skipping as not wan interface", name.c_str(),
-                  info.ifi_index);
+                  event.ifIndex);
         return;
     }
-    logLinkFlags(name, info);
-    if (name == ROAMING_WAN && wan->up && roaming(info.ifi_flags)) {
+    logLinkFlags(event);
+    if (name == ROAMING_WAN && wan->up && roaming(event.flags)) {
         logRoamingBanner(name.c_str());
-        lockRoamingWan(*this, name.c_str());
+        lockRoamingWan(name.c_str());
     }
-    wan->ifIndex = info.ifi_index;
-    const bool isUp = linkUp(info.ifi_flags);
+    wan->ifIndex = event.ifIndex;
+    const bool isUp = linkUp(event.flags);
     if (isUp == wan->up)
         return;
     LOG_TRACE("%s| Up state changed to %s", name.c_str(), isUp ? "true" : "false");
@@ -103,13 +83,10 @@ void App::handleNewLink(const nlmsghdr* message) {
         processInetUp(wan->ifname);
 }
 
-void App::handleDelLink(const nlmsghdr* message) {
-    ifinfomsg info;
-    if (!netlink::fixedHeader(message, &info, sizeof(info)) || info.ifi_family != AF_UNSPEC)
-        return;
-    const int index = info.ifi_index < 0 ? -1 : findWanByIndex(info.ifi_index);
+void App::handleDelLink(const netlink::LinkGoneEvent& event) {
+    const int index = event.ifIndex < 0 ? -1 : findWanByIndex(event.ifIndex);
     if (index < 0 || !wans[index].config.enabled) {
-        LOG_TRACE("RTM_DELLINK: index(%d) skipping as not wan interface", info.ifi_index);
+        LOG_TRACE("RTM_DELLINK: index(%d) skipping as not wan interface", event.ifIndex);
         return;
     }
     Wan& wan = wans[index];

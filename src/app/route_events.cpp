@@ -1,0 +1,32 @@
+// IPv4 route notifications: the gateway of each WAN comes from its own policy-routing table.
+#include "app/app.h"
+#include "support/ipv4_text.h"
+#include "support/log.h"
+
+void App::handleRoute(const netlink::RouteEvent& event) {
+    const char* kind = event.added ? "RTM_NEWROUTE" : "RTM_DELROUTE";
+    // A route without an output interface (or with a nonsense one) is never taken for the
+    // route of a WAN whose link has not been seen yet, although both carry index -1.
+    const int index = event.outputIndex < 0 ? -1 : findWanByIndex(event.outputIndex);
+    if (index < 0 || !wans[index].config.enabled) {
+        LOG_TRACE("%s: index(%d) skipping as not wan interface", kind, event.outputIndex);
+        return;
+    }
+    Wan& wan = wans[index];
+    const char* name = wan.ifname.c_str();
+    LOG_TRACE("%s| %s index(%d) gw(%s) table(%d)", name, kind, event.outputIndex,
+              dottedQuad(event.gateway).c_str(), event.table);
+    // Only the WAN's own table describes its gateway; the main table is ours to write.
+    if (event.table != wan.config.routeTable || event.gateway == NO_ADDRESS)
+        return;
+    if (event.added) {
+        wan.gateway = event.gateway;
+        LOG_TRACE("%s| Gateway set to %s", name, dottedQuad(event.gateway).c_str());
+        if (wan.inet())
+            processInetUp(wan.ifname);
+    } else {
+        wan.gateway = NO_ADDRESS;
+        LOG_TRACE("%s| Gateway deleted", name);
+        processInetDown(wan.ifname);
+    }
+}

@@ -1,0 +1,227 @@
+#include "engine.h"
+
+#include <algorithm>
+#include <arpa/inet.h>
+#include <chrono>
+#include <fstream>
+#include <set>
+#include <sstream>
+#include <sys/stat.h>
+#include <thread>
+#include <unistd.h>
+
+#include "support/logger.h"
+
+namespace {
+
+const char* const LOG_FILE = "/var/run/unit-engine.log";
+const char* const TYPE_TEXT[] = {"LTE", "CELLULAR", "WIFI", "ETHERNET"};
+
+std::string wanAddress(size_t index, int host) {
+    return "10.0." + std::to_string(index) + "." + std::to_string(host);
+}
+
+Json::Value answerFor(Mode mode, const std::vector<WanSpec>& specs) {
+    Json::Value answer;
+    answer["uplinker"]["mode"] = mode == Failover ? "FAILOVER" : "CONSTANT";
+    for (size_t i = 0; i < specs.size(); ++i) {
+        Json::Value entry;
+        entry["interface"] = specs[i].name;
+        entry["priority"] = static_cast<Json::UInt>(i + 1);
+        entry["monitor"]["checkInterval"] = specs[i].interval;
+        entry["monitor"]["mode"] = specs[i].active ? "ACTIVE" : "PASSIVE";
+        entry["monitor"]["active"]["hostname"] = specs[i].host;
+        entry["monitor"]["active"]["icmpCount"] = 1;
+        answer["uplinker"]["wans"].append(entry);
+        Json::Value item;
+        item["interface"] = specs[i].name;
+        item["type"] = TYPE_TEXT[specs[i].type];
+        item["enabled"] = specs[i].enabled;
+        item["available"] = true;
+        answer["waninfo"]["wans"].append(item);
+    }
+    return answer;
+}
+
+} // namespace
+
+Engine::Engine(Mode mode, const std::vector<WanSpec>& wans, const std::vector<std::string>& usable,
+               int verbosity)
+    : specs_(wans) {
+    VRX::Logger::setPrintLevel(VRX::Logger::PrintLevel::TRACE_LEVEL, true);
+    VRX::Logger::setup(VRX::Logger::FILE_MODE, LOG_FILE);
+    (void)truncate(LOG_FILE, 0);
+    mkdir("/var/run/uplinker", 0755);
+    mkdir("/var/run/uplinker/istate", 0755);
+    mkdir("/var/run/cell", 0755);
+    (void)unlink(CELL_STATUS_FILE);
+    std::map<std::string, int> tables;
+    for (size_t i = 0; i < wans.size(); ++i) {
+        sim::answer("uplinker-ping", wanAddress(i, 2), wans[i].probeOk);
+        ifIndex_.push_back(static_cast<int32_t>(10 + i));
+        tables[wans[i].type == Cellular ? "cellular" : wans[i].name] = static_cast<int>(100 + i);
+    }
+    Conf conf;
+    conf.valid = conf.applyAnswer(answerFor(mode, wans), tables);
+    app_ = std::make_unique<App>(verbosity);
+    EXPECT_TRUE(app_->initWans(conf));
+    for (const std::string& name : usable)
+        this->usable(name);
+    EXPECT_TRUE(app_->openNetlink());
+    for (int tries = 0; tries < 100 && !app_->started(); ++tries)
+        app_->work();
+    EXPECT_TRUE(app_->started());
+    settle();
+}
+
+Engine::~Engine() {
+    // Held probes end with their threads, which the engine stops.
+    app_.reset();
+    sim::reset();
+}
+
+int Engine::indexOf(const std::string& name) const {
+    for (size_t i = 0; i < specs_.size(); ++i) {
+        if (specs_[i].name == name)
+            return static_cast<int>(i);
+    }
+    ADD_FAILURE() << "no WAN " << name;
+    return 0;
+}
+
+void Engine::link(const std::string& name, unsigned flags) {
+    app_->handleNewLink(netlink::LinkEvent{ifIndex_[indexOf(name)], flags, name});
+}
+
+void Engine::linkGone(const std::string& name) {
+    app_->handleDelLink(netlink::LinkGoneEvent{ifIndex_[indexOf(name)]});
+}
+
+void Engine::address(const std::string& name, bool added) {
+    const int i = indexOf(name);
+    netlink::AddressEvent event;
+    event.added = added;
+    event.ifIndex = ifIndex_[i];
+    event.locals.push_back(inet_addr(wanAddress(i, 2).c_str()));
+    app_->handleAddress(event);
+}
+
+void Engine::gateway(const std::string& name, bool added) {
+    const int i = indexOf(name);
+    netlink::RouteEvent event;
+    event.added = added;
+    event.outputIndex = ifIndex_[i];
+    event.gateway = inet_addr(wanAddress(i, 1).c_str());
+    event.table = 100 + i;
+    app_->handleRoute(event);
+}
+
+void Engine::usable(const std::string& name) {
+    link(name, RUNNING);
+    address(name, true);
+    gateway(name, true);
+}
+
+void Engine::renumber(const std::string& name) {
+    ifIndex_[indexOf(name)] += 100;
+}
+
+void Engine::probe(const std::string& name, bool ok) {
+    sim::answer("uplinker-ping", wanAddress(indexOf(name), 2), ok);
+}
+
+void Engine::release(const std::string& key) {
+    sim::release(key);
+    settle();
+}
+
+void Engine::settle() {
+    // Every check asked for has stored its verdict, unless its probe is held.
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    for (;;) {
+        int running = 0;
+        for (const Wan& wan : app_->wanTable())
+            running += wan.readCheckState() == RunActive ? 1 : 0;
+        if (running == sim::heldRuns())
+            return;
+        if (std::chrono::steady_clock::now() > deadline) {
+            ADD_FAILURE() << "checks did not finish";
+            return;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+}
+
+void Engine::step(int seconds) {
+    for (int i = 0; i < seconds; ++i) {
+        sim::advance(1);
+        app_->decide();
+        settle();
+    }
+}
+
+int Engine::secondsUntilHook(int limit) {
+    for (int second = 1; second <= limit; ++second) {
+        step();
+        for (const std::string& command : sim::takeCommands())
+            commands_.push_back(command);
+        for (const std::string& command : commands_) {
+            if (command.rfind(HOOK_PATH, 0) == 0)
+                return second;
+        }
+    }
+    return -1;
+}
+
+std::vector<std::string> Engine::commands() {
+    for (const std::string& command : sim::takeCommands())
+        commands_.push_back(command);
+    std::vector<std::string> taken;
+    taken.swap(commands_);
+    return taken;
+}
+
+std::vector<std::string> Engine::hooks() {
+    std::vector<std::string> calls;
+    const std::string hook = HOOK_PATH;
+    for (const std::string& command : commands()) {
+        if (command.rfind(hook, 0) == 0)
+            calls.push_back(command.size() > hook.size() ? command.substr(hook.size() + 1) : "");
+    }
+    return calls;
+}
+
+void Engine::readLog() {
+    std::ifstream file(LOG_FILE);
+    file.seekg(static_cast<std::streamoff>(logRead_));
+    std::string line;
+    while (std::getline(file, line)) {
+        logRead_ += line.size() + 1;
+        const size_t label = line.find("] ");
+        unread_.push_back(label == std::string::npos ? line : line.substr(label + 2));
+    }
+}
+
+std::vector<std::string> Engine::log() {
+    readLog();
+    std::vector<std::string> messages;
+    messages.swap(unread_);
+    return messages;
+}
+
+bool Engine::logged(const std::string& message) {
+    readLog();
+    return std::find(unread_.begin(), unread_.end(), message) != unread_.end();
+}
+
+std::vector<std::string> Engine::probed() {
+    // Check threads run side by side, so their order says nothing.
+    std::multiset<std::string> names;
+    for (const std::string& run : sim::takeRuns()) {
+        for (size_t i = 0; i < specs_.size(); ++i) {
+            if (run.find(" " + wanAddress(i, 2) + " ") != std::string::npos)
+                names.insert(specs_[i].name);
+        }
+    }
+    return std::vector<std::string>(names.begin(), names.end());
+}

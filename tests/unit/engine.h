@@ -1,0 +1,83 @@
+// An engine on the simulated world: WANs eth0, eth1 ... (or other names) in priority order,
+// fed kernel events by name, stepped a second at a time, and read through what it did: shell
+// commands, hook calls, probe runs and log lines. Runs inside the test sandbox, so the state
+// files it writes under /var/run are private.
+#pragma once
+
+#include <gtest/gtest.h>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "app/app.h"
+#include "seams.h"
+
+struct WanSpec {
+    std::string name;
+    bool active = false;
+    bool enabled = true;
+    uint32_t interval = 60;
+    WanType type = Ethernet;
+    std::string host = "192.0.2.1";
+    // What its probe answers until told otherwise.
+    bool probeOk = false;
+};
+
+// IFF_UP | IFF_RUNNING | IFF_LOWER_UP, and the flags of a Wi-Fi client while it re-associates.
+constexpr unsigned RUNNING = 0x10041;
+constexpr unsigned ROAMING = 0x10001;
+constexpr unsigned DOWN = 0x1;
+
+class Engine {
+public:
+    // Builds the table through the configuration loader and completes the start-up dumps on a real
+    // rtnetlink socket; the WANs named in usable have link, address and gateway by then.
+    Engine(Mode mode, const std::vector<WanSpec>& wans, const std::vector<std::string>& usable,
+           int verbosity = 0);
+    ~Engine();
+
+    // Kernel events about one WAN, by name.
+    void link(const std::string& name, unsigned flags);
+    void linkGone(const std::string& name);
+    void address(const std::string& name, bool added);
+    void gateway(const std::string& name, bool added);
+    // Link, address and gateway at once.
+    void usable(const std::string& name);
+    // The interface of that name gets another index, as a modem link does on every dial.
+    void renumber(const std::string& name);
+    // The probe of the WAN succeeds or fails from now on.
+    void probe(const std::string& name, bool ok);
+    // Lets the probes held by key go on, and waits for their verdicts.
+    void release(const std::string& key);
+
+    // Moves the clock on by seconds, with the decisions of a work step every second; the
+    // checks a step starts finish before the next one.
+    void step(int seconds = 1);
+    // Steps until the hook runs, at most limit seconds; the seconds it took, or -1.
+    int secondsUntilHook(int limit);
+
+    // The hook's arguments ("-i eth1 -d down") for every run since the last call.
+    std::vector<std::string> hooks();
+    // Every log message since the last call of log(); logged looks among them.
+    std::vector<std::string> log();
+    bool logged(const std::string& message);
+    // The hook's arguments and the shell commands since the last call of either.
+    std::vector<std::string> commands();
+    // The WANs probed since the last call, sorted.
+    std::vector<std::string> probed();
+
+    App& app() { return *app_; }
+    int current() const { return app_->indices().currentWan; }
+
+private:
+    int indexOf(const std::string& name) const;
+    void settle();
+    void readLog();
+
+    std::vector<WanSpec> specs_;
+    std::vector<int32_t> ifIndex_;
+    std::unique_ptr<App> app_;
+    std::vector<std::string> commands_;
+    size_t logRead_ = 0;
+    std::vector<std::string> unread_;
+};

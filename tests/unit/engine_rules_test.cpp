@@ -1,0 +1,245 @@
+// The engine's outage rules as stories on the simulated clock: kernel events, status files and
+// probe verdicts in, one beat at a time; the hook calls and probe runs of each beat out. A beat
+// of N seconds that expects nothing, followed by a beat of 1 second that expects the switch,
+// holds a timed rule to both of its bounds.
+#include <fstream>
+#include <functional>
+
+#include "engine.h"
+
+namespace {
+
+using Act = std::function<void(Engine&)>;
+using Names = std::vector<std::string>;
+
+struct Beat {
+    Act act;
+    int seconds;
+    Names hooks;
+    // Checked only when given: the WANs probed during the beat, and lines it must log.
+    std::vector<Names> probed = {};
+    Names logs = {};
+};
+
+struct Story {
+    const char* name;
+    Mode mode;
+    std::vector<WanSpec> wans;
+    Names usable;
+    Names startHooks;
+    std::vector<Beat> beats;
+};
+
+Act carrier(const std::string& name, unsigned flags) {
+    return [=](Engine& e) { e.link(name, flags); };
+}
+Act gone(const std::string& name) {
+    return [=](Engine& e) { e.linkGone(name); };
+}
+Act probe(const std::string& name, bool ok) {
+    return [=](Engine& e) { e.probe(name, ok); };
+}
+Act hold(const std::string& key) {
+    return [=](Engine&) { sim::hold(key); };
+}
+Act release(const std::string& key) {
+    return [=](Engine& e) { e.release(key); };
+}
+Act cell(const std::string& text) {
+    return [=](Engine&) { std::ofstream(CELL_STATUS_FILE) << text; };
+}
+Act both(Act first, Act second) {
+    return [=](Engine& e) {
+        first(e);
+        second(e);
+    };
+}
+// The link is deleted with its address and gateway, then made again under a new index.
+Act redialled(const std::string& name) {
+    return [=](Engine& e) {
+        e.address(name, false);
+        e.gateway(name, false);
+        e.renumber(name);
+        e.usable(name);
+    };
+}
+const Act NOTHING = [](Engine&) {};
+
+WanSpec active(const std::string& name, uint32_t interval, bool ok = false,
+               WanType type = Ethernet) {
+    return WanSpec{name, true, true, interval, type, "192.0.2.1", ok};
+}
+const WanSpec WLAN0 = {"wlan0", false, true, 60, Wifi};
+const WanSpec PPP0 = {"ppp0", false, true, 60, Cellular};
+const std::string TIMEOUT = "wlan0| ==   UNLOCKING INTERFACE AFTER 30 SECONDS LOCK TIMEOUT  ==";
+const std::string EARLY = "wlan0| ==   UNLOCKING INTERFACE SINCE IT HAS INTERNET NOW      ==";
+const std::string UP0 = "-i eth0 -d up", UP1 = "-i eth1 -d up", DOWN1 = "-i eth1 -d down";
+const std::string UPW = "-i wlan0 -d up";
+const Names E0x4 = {"eth0", "eth0", "eth0", "eth0"};
+
+const Story STORIES[] = {
+    {"a carrier loss fails over, its return fails back",
+     Failover,
+     {{"eth0"}, {"eth1"}},
+     {"eth0", "eth1"},
+     {UP0},
+     {{carrier("eth0", DOWN), 1, {DOWN1}}, {carrier("eth0", RUNNING), 1, {UP0}}}},
+    {"Constant mode stays on the first enabled WAN",
+     Constant,
+     {{"eth0"}, {"eth1"}},
+     {"eth0", "eth1"},
+     {UP0},
+     {{carrier("eth0", DOWN), 1, {"-d down"}}, {carrier("eth0", RUNNING), 1, {UP0}}}},
+    // Every WAN is probed and every probe fails: the last enabled one still carries the route.
+    {"the last enabled WAN is usable without a probe",
+     Failover,
+     {active("eth0", 60), active("eth1", 60)},
+     {"eth0", "eth1"},
+     {UP1},
+     {{NOTHING, 120, {}}, {probe("eth0", true), 12, {UP0}}, {probe("eth0", false), 60, {DOWN1}}}},
+    {"a roaming Wi-Fi uplink is locked for 30 s",
+     Failover,
+     {WLAN0, {"eth1"}},
+     {"wlan0", "eth1"},
+     {UPW},
+     {{carrier("wlan0", ROAMING), 29, {}}, {NOTHING, 1, {DOWN1}, {}, {TIMEOUT}}}},
+    {"a dormant Wi-Fi is roaming too",
+     Failover,
+     {WLAN0, {"eth1"}},
+     {"wlan0", "eth1"},
+     {UPW},
+     {{carrier("wlan0", 0x20001), 29, {}}, {NOTHING, 1, {DOWN1}}}},
+    {"a carrier loss on the Wi-Fi fails over at once",
+     Failover,
+     {WLAN0, {"eth1"}},
+     {"wlan0", "eth1"},
+     {UPW},
+     {{carrier("wlan0", DOWN), 1, {DOWN1}}}},
+    {"a second roam does not renew the lock",
+     Failover,
+     {WLAN0, {"eth1"}},
+     {"wlan0", "eth1"},
+     {UPW},
+     {{carrier("wlan0", ROAMING), 10, {}},
+      {both(carrier("wlan0", RUNNING), carrier("wlan0", ROAMING)), 19, {}},
+      {NOTHING, 1, {DOWN1}}}},
+    {"internet back on the roaming Wi-Fi unlocks it early",
+     Failover,
+     {WLAN0, {"eth1"}},
+     {"wlan0", "eth1"},
+     {UPW},
+     {{carrier("wlan0", ROAMING), 5, {}},
+      {carrier("wlan0", RUNNING), 1, {"-i wlan0"}, {}, {EARLY}}}},
+    // The check that runs while the client re-associates fails; the early unlock forgives it.
+    {"the early unlock accepts a verdict that failed while roaming",
+     Failover,
+     {active("wlan0", 20, false, Wifi), {"eth1"}},
+     {"wlan0", "eth1"},
+     {UP1},
+     {{probe("wlan0", true), 12, {UPW}},
+      {hold("10.0.0.2"), 18, {}},
+      {both(carrier("wlan0", ROAMING), both(probe("wlan0", false), release("10.0.0.2"))), 2, {}},
+      {carrier("wlan0", RUNNING),
+       1,
+       {"-i wlan0"},
+       {},
+       {"wlan0| Setting ActiveResult=true to suppress false negative result"}}}},
+    {"a roaming Wi-Fi that is not the uplink pins nothing",
+     Failover,
+     {{"eth0"}, WLAN0},
+     {"eth0", "wlan0"},
+     {UP0},
+     {{carrier("wlan0", ROAMING), 1, {"-i eth0"}}, {carrier("eth0", DOWN), 1, {"-d down"}}}},
+    {"a deleted uplink fails over; made again under a new index it fails back",
+     Failover,
+     {{"eth0"}, {"eth1"}},
+     {"eth0", "eth1"},
+     {UP0},
+     {{gone("eth0"), 1, {DOWN1}}, {redialled("eth0"), 1, {UP0}}}},
+    {"the cellular WAN follows the modem's status file",
+     Failover,
+     {PPP0, {"eth1"}},
+     {"ppp0", "eth1"},
+     {UP1},
+     {{cell("CONNECTED\n"), 2, {"-i ppp0 -d up"}},
+      {cell("connected\n"), 2, {DOWN1}},
+      {cell("CONNECTED"), 2, {"-i ppp0 -d up"}}}},
+    // Check timing: the seconds between two probes of the same WAN.
+    {"a usable WAN is checked every full interval",
+     Failover,
+     {active("eth0", 20, true), {"eth1"}},
+     {"eth0", "eth1"},
+     {UP1},
+     {{NOTHING, 2, {UP0}},
+      {NOTHING, 17, {}, {{}}},
+      {NOTHING, 1, {}, {{"eth0"}}},
+      {NOTHING, 19, {}, {{}}},
+      {NOTHING, 1, {}, {{"eth0"}}}}},
+    {"a WAN without internet is checked at the short interval",
+     Failover,
+     {active("eth0", 20), {"eth1"}},
+     {"eth0", "eth1"},
+     {UP1},
+     {{NOTHING, 9, {}, {{}}},
+      {NOTHING, 1, {}, {{"eth0"}}},
+      {NOTHING, 9, {}, {{}}},
+      {NOTHING, 1, {}, {{"eth0"}}}}},
+    {"the cellular WAN is checked at its full interval while down",
+     Failover,
+     {active("ppp0", 20, false, Cellular), {"eth1"}},
+     {"ppp0", "eth1"},
+     {UP1},
+     {{cell("CONNECTED\n"), 1, {}, {{"ppp0"}}},
+      {NOTHING, 19, {}, {{}}},
+      {NOTHING, 1, {}, {{"ppp0"}}}}},
+    {"only the current WAN and those above it get new checks",
+     Failover,
+     {active("eth0", 10), active("eth1", 10, true), active("eth2", 10, true)},
+     {"eth0", "eth1", "eth2"},
+     {"-i eth2 -d up"},
+     {{NOTHING, 2, {UP1}},
+      {NOTHING, 40, {}, {{"eth0", "eth0", "eth0", "eth0", "eth1", "eth1", "eth1", "eth1"}}}}},
+    {"a verdict below the current WAN is still collected",
+     Failover,
+     {active("eth0", 10), active("eth1", 10, true), {"eth2"}},
+     {"eth0", "eth1", "eth2"},
+     {"-i eth2 -d up"},
+     {{NOTHING, 2, {UP1}},
+      {both(hold("10.0.1.2"), probe("eth0", true)), 10, {UP0}},
+      {both(probe("eth1", false), release("10.0.1.2")),
+       2,
+       {"-i eth0"},
+       {},
+       {"eth1| Wan::checkDone (down)"}}}},
+    {"Constant mode never probes",
+     Constant,
+     {active("eth0", 10), active("eth1", 10)},
+     {"eth0", "eth1"},
+     {UP0},
+     {{NOTHING, 120, {}, {{}}}}},
+};
+
+} // namespace
+
+TEST(EngineRules, Stories) {
+    for (const Story& story : STORIES) {
+        SCOPED_TRACE(story.name);
+        Engine engine(story.mode, story.wans, story.usable);
+        EXPECT_EQ(engine.hooks(), story.startHooks);
+        engine.probed();
+        int at = 0;
+        for (const Beat& beat : story.beats) {
+            beat.act(engine);
+            engine.step(beat.seconds);
+            at += beat.seconds;
+            EXPECT_EQ(engine.hooks(), beat.hooks) << "after " << at << " s";
+            const Names probed = engine.probed();
+            if (!beat.probed.empty()) {
+                EXPECT_EQ(probed, beat.probed.front()) << "after " << at << " s";
+            }
+            for (const std::string& line : beat.logs)
+                EXPECT_TRUE(engine.logged(line)) << line << " after " << at << " s";
+            engine.log();
+        }
+    }
+}

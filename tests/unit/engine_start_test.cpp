@@ -1,0 +1,84 @@
+// Start-up, selection and name servers on the simulated world: the commands of the first
+// switch, the search by mode, and the probe target resolved through a WAN's own servers.
+#include <fstream>
+
+#include "engine.h"
+
+namespace {
+
+std::string link(const std::string& name) {
+    return "ln -sf \"/var/run/resolv_" + name + ".conf\" \"/var/run/wan_resolv.conf\"";
+}
+
+} // namespace
+
+// Each enabled WAN in turn gets the resolver link at start; the first switch then writes its
+// route, links its resolver file and runs the hook, in that order.
+TEST(EngineStart, FirstSwitchInItsOrder) {
+    Engine engine(Failover, {{"eth0"}, {"eth1", false, false}, {"eth2"}}, {"eth0", "eth2"});
+    const std::vector<std::string> expected = {
+        link("eth0"),
+        link("eth2"),
+        "ip route del default table main",
+        "ip route add default via 10.0.0.1 dev eth0 table main",
+        link("eth0"),
+        std::string(HOOK_PATH) + " -i eth0 -d up",
+    };
+    EXPECT_EQ(engine.commands(), expected);
+    std::ifstream file(CURRENT_WAN_FILE);
+    std::string line;
+    EXPECT_TRUE(std::getline(file, line) && line == "eth0");
+}
+
+TEST(EngineStart, SearchPicksTheNextUsableWanByMode) {
+    const struct {
+        Mode mode;
+        bool firstEnabled;
+        std::vector<std::string> usable;
+        int from, expected;
+    } cases[] = {
+        {Failover, true, {"eth0", "eth1", "eth2"}, -1, 0},
+        {Failover, true, {"eth0", "eth1", "eth2"}, 0, 1},
+        {Failover, true, {"eth0", "eth1", "eth2"}, 2, -1},
+        {Failover, true, {"eth0", "eth2"}, 0, 2},
+        {Failover, true, {}, -1, -1},
+        {Failover, false, {"eth0", "eth1", "eth2"}, -1, 1},
+        {Failover, true, {"eth0", "eth1", "eth2"}, -2, -1},
+        {Constant, true, {"eth1", "eth2"}, -1, -1},
+        {Constant, true, {"eth0", "eth1", "eth2"}, -1, 0},
+        {Constant, false, {"eth0", "eth2"}, -1, -1},
+        {Constant, false, {"eth1", "eth2"}, -1, 1},
+        {Constant, true, {"eth0", "eth1", "eth2"}, 0, 1},
+    };
+    for (const auto& c : cases) {
+        Engine engine(c.mode, {{"eth0", false, c.firstEnabled}, {"eth1"}, {"eth2"}}, c.usable);
+        EXPECT_EQ(engine.app().searchNextWan(c.from), c.expected)
+            << "mode " << c.mode << " usable " << c.usable.size() << " from " << c.from;
+    }
+}
+
+// A name server that does not answer is passed over for the next; a name nobody resolves is
+// still probed, the tool may know it.
+TEST(EngineStart, ProbeTargetThroughTheWansOwnNameServers) {
+    const std::string dig = "vrx-dig --bind-address 10.0.0.2 --dns-address ";
+    const struct {
+        const char* servers;
+        std::vector<std::string> runs;
+    } cases[] = {
+        {"search x\nnameserver 192.0.2.53\nnameserver 192.0.2.54\n",
+         {dig + "192.0.2.53 probe.test", dig + "192.0.2.54 probe.test",
+          "uplinker-ping -I 10.0.0.2 -c 1 192.0.2.7"}},
+        {"nameserver 192.0.2.53\n",
+         {dig + "192.0.2.53 probe.test", "uplinker-ping -I 10.0.0.2 -c 1 probe.test"}},
+        {"", {"uplinker-ping -I 10.0.0.2 -c 1 probe.test"}},
+    };
+    for (const auto& c : cases) {
+        std::ofstream("/var/run/resolv_eth0.conf") << c.servers;
+        sim::answer("vrx-dig", "192.0.2.53", false, "Found ipV4 192.0.2.6\n");
+        sim::answer("vrx-dig", "192.0.2.54", true, "; noise\nFound ipV4 192.0.2.7\n");
+        WanSpec eth0{"eth0", true};
+        eth0.host = "probe.test";
+        Engine engine(Failover, {eth0, {"eth1"}}, {"eth0", "eth1"});
+        EXPECT_EQ(sim::takeRuns(), c.runs) << c.servers;
+    }
+}

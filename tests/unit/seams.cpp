@@ -1,0 +1,148 @@
+#include "seams.h"
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <map>
+#include <mutex>
+#include <set>
+
+#include "support/clock.h"
+#include "support/shell.h"
+#include "support/system.h"
+#include "support/text.h"
+#include "support/thread.h"
+
+namespace {
+
+// Well away from zero, where a never-checked WAN's stamp lies.
+std::atomic<int64_t> gNowMs{1000 * 1000};
+std::vector<std::string> gCommands;
+
+struct Programs {
+    std::mutex mutex;
+    std::condition_variable changed;
+    std::map<std::pair<std::string, std::string>, std::pair<bool, std::string>> answers;
+    std::set<std::string> held;
+    // Runs waiting, by the key that holds them.
+    std::map<std::string, int> waiting;
+    std::vector<std::string> runs;
+};
+
+Programs& programs() {
+    static Programs instance;
+    return instance;
+}
+
+bool mentions(const std::vector<std::string>& arguments, const std::string& key) {
+    for (const std::string& argument : arguments) {
+        if (argument == key)
+            return true;
+    }
+    return false;
+}
+
+} // namespace
+
+int64_t monotonicMs() {
+    return gNowMs.load();
+}
+
+int runShell(const std::string& command, unsigned int /*timeoutSeconds*/) {
+    gCommands.push_back(command);
+    return 0;
+}
+
+namespace VRX {
+
+int System::execute(const std::string& command, const std::vector<std::string>& arguments,
+                    std::string& output) {
+    return execute(command, arguments, output, DEFAULT_TIMEOUT_MS);
+}
+
+int System::execute(const std::string& command, const std::vector<std::string>& arguments,
+                    std::string& output, unsigned int /*timeoutMs*/) {
+    Programs& p = programs();
+    std::unique_lock<std::mutex> guard(p.mutex);
+    p.runs.push_back(command + " " + Text::join(arguments, ' '));
+    std::string heldBy;
+    for (const std::string& key : p.held) {
+        if (mentions(arguments, key))
+            heldBy = key;
+    }
+    if (!heldBy.empty()) {
+        ++p.waiting[heldBy];
+        // A stopped check thread must not wait for a release that never comes.
+        while (p.held.count(heldBy) != 0 && !Thread::isCurrentCanceled())
+            p.changed.wait_for(guard, std::chrono::milliseconds(10));
+        --p.waiting[heldBy];
+        if (Thread::isCurrentCanceled())
+            return -1;
+    }
+    for (const auto& [key, reply] : p.answers) {
+        if (key.first == command && mentions(arguments, key.second)) {
+            output = reply.second;
+            return reply.first ? 0 : 1;
+        }
+    }
+    output.clear();
+    return 1;
+}
+
+} // namespace VRX
+
+namespace sim {
+
+void advance(int seconds) {
+    gNowMs += int64_t{seconds} * 1000;
+}
+
+std::vector<std::string> takeCommands() {
+    std::vector<std::string> taken;
+    taken.swap(gCommands);
+    return taken;
+}
+
+std::vector<std::string> takeRuns() {
+    std::lock_guard<std::mutex> guard(programs().mutex);
+    std::vector<std::string> taken;
+    taken.swap(programs().runs);
+    return taken;
+}
+
+void answer(const std::string& command, const std::string& key, bool ok,
+            const std::string& output) {
+    std::lock_guard<std::mutex> guard(programs().mutex);
+    programs().answers[{command, key}] = {ok, output};
+}
+
+void hold(const std::string& key) {
+    std::lock_guard<std::mutex> guard(programs().mutex);
+    programs().held.insert(key);
+}
+
+void release(const std::string& key) {
+    std::lock_guard<std::mutex> guard(programs().mutex);
+    programs().held.erase(key);
+    programs().changed.notify_all();
+}
+
+int heldRuns() {
+    std::lock_guard<std::mutex> guard(programs().mutex);
+    // A run whose hold was released is on its way out and no longer counts.
+    int held = 0;
+    for (const auto& [key, count] : programs().waiting)
+        held += programs().held.count(key) != 0 ? count : 0;
+    return held;
+}
+
+void reset() {
+    takeCommands();
+    std::lock_guard<std::mutex> guard(programs().mutex);
+    programs().answers.clear();
+    programs().held.clear();
+    programs().runs.clear();
+    programs().changed.notify_all();
+}
+
+} // namespace sim

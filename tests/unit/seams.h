@@ -1,0 +1,30 @@
+// The world the unit binary links in place of the real one: a clock that moves only when a
+// test says so, a shell that records the commands it is given, and probe and lookup programs
+// whose answers a test scripts. The engine and the real check threads run on top of it.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace sim {
+
+// Moves the monotonic clock on.
+void advance(int seconds);
+// Every shell command run since the last call, in order.
+std::vector<std::string> takeCommands();
+// Every probe or lookup program run since the last call: the command and its arguments.
+std::vector<std::string> takeRuns();
+
+// A run of command whose arguments contain key exits with 0 when ok, else 1; output is what it
+// prints. Unscripted runs fail.
+void answer(const std::string& command, const std::string& key, bool ok,
+            const std::string& output = "");
+// A run whose arguments contain key waits until released (or its thread is stopped).
+void hold(const std::string& key);
+void release(const std::string& key);
+// How many runs are waiting on a hold.
+int heldRuns();
+// Forgets every answer, hold and record.
+void reset();
+
+} // namespace sim
