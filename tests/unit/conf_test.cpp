@@ -68,10 +68,10 @@ TEST(ConfRepairs, OddEntries) {
          "x PPP on 0 300/300 Active Tcp '192.0.2.1' ipv4 1 4464",
          {TABLE}},
         {"an unknown type needs no table",
-         MONITOR,
+         R"("monitor": {"active": {"icmpCount": 255}})",
          R"("type": "LTE", "enabled": true, "available": true)",
-         "x Unknown on 0 300/10 Active Tcp '192.0.2.1' ipv4 1 4464",
-         {}},
+         "x Unknown on 0 60/10 Passive Icmp '' fqdn 255 0",
+         {INTERVAL}},
         {"the first of two inventory entries counts",
          MONITOR,
          R"("type": "WIFI", "enabled": false, "available": true}, {"interface": "x", )"
@@ -108,14 +108,4 @@ TEST(ConfRepairs, OddEntries) {
                 << c.name << ": " << warning;
         }
     }
-}
-
-TEST(ConfRepairs, AWifiOrEthernetEntryWithoutItsTableIsDropped) {
-    Json::Value answer;
-    std::istringstream(R"({"uplinker": {"mode": "CONSTANT", "wans": [{"interface": "x"}]},
-        "waninfo": {"wans": [{"interface": "x", "type": "WIFI", "available": true}]}})") >>
-        answer;
-    Conf conf;
-    EXPECT_TRUE(conf.applyAnswer(answer, {{"cellular", 3}}));
-    EXPECT_TRUE(conf.wanConfigs.empty());
 }

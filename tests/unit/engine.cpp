@@ -55,6 +55,7 @@ Engine::Engine(Mode mode, const std::vector<WanSpec>& wans, const std::vector<st
     mkdir("/var/run/uplinker/istate", 0755);
     mkdir("/var/run/cell", 0755);
     (void)unlink(CELL_STATUS_FILE);
+    (void)unlink(CURRENT_WAN_FILE);
     std::map<std::string, int> tables;
     for (size_t i = 0; i < wans.size(); ++i) {
         sim::answer("uplinker-ping", wanAddress(i, 2), wans[i].probeOk);
@@ -158,19 +159,6 @@ void Engine::step(int seconds) {
         app_->decide();
         settle();
     }
-}
-
-int Engine::secondsUntilHook(int limit) {
-    for (int second = 1; second <= limit; ++second) {
-        step();
-        for (const std::string& command : sim::takeCommands())
-            commands_.push_back(command);
-        for (const std::string& command : commands_) {
-            if (command.rfind(HOOK_PATH, 0) == 0)
-                return second;
-        }
-    }
-    return -1;
 }
 
 std::vector<std::string> Engine::commands() {

@@ -53,8 +53,6 @@ public:
     // Moves the clock on by seconds, with the decisions of a work step every second; the
     // checks a step starts finish before the next one.
     void step(int seconds = 1);
-    // Steps until the hook runs, at most limit seconds; the seconds it took, or -1.
-    int secondsUntilHook(int limit);
 
     // The hook's arguments ("-i eth1 -d down") for every run since the last call.
     std::vector<std::string> hooks();
@@ -67,7 +65,6 @@ public:
     std::vector<std::string> probed();
 
     App& app() { return *app_; }
-    int current() const { return app_->indices().currentWan; }
 
 private:
     int indexOf(const std::string& name) const;

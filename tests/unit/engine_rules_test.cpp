@@ -149,7 +149,7 @@ const Story STORIES[] = {
      {{"eth0"}, WLAN0},
      {"eth0", "wlan0"},
      {UP0},
-     {{carrier("wlan0", ROAMING), 1, {"-i eth0"}}, {carrier("eth0", DOWN), 1, {"-d down"}}}},
+     {{both(carrier("wlan0", ROAMING), carrier("eth0", DOWN)), 1, {"-d down"}}}},
     {"a deleted uplink fails over; made again under a new index it fails back",
      Failover,
      {{"eth0"}, {"eth1"}},

@@ -3,6 +3,7 @@
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
+#include <fstream>
 #include <map>
 #include <mutex>
 #include <set>
@@ -18,6 +19,7 @@ namespace {
 // Well away from zero, where a never-checked WAN's stamp lies.
 std::atomic<int64_t> gNowMs{1000 * 1000};
 std::vector<std::string> gCommands;
+const char* const CURRENT_WAN = "/var/run/uplinker/current_wan";
 
 struct Programs {
     std::mutex mutex;
@@ -48,8 +50,13 @@ int64_t monotonicMs() {
     return gNowMs.load();
 }
 
+// A route change also notes the current-WAN file as it stands then, which must come first.
 int runShell(const std::string& command, unsigned int /*timeoutSeconds*/) {
-    gCommands.push_back(command);
+    std::string current;
+    std::ifstream file(CURRENT_WAN);
+    if (command.rfind("ip route del", 0) == 0 && std::getline(file, current))
+        current = " [" + current + "]";
+    gCommands.push_back(command + current);
     return 0;
 }
 
