@@ -23,14 +23,14 @@ bool intervalElapsed(int32_t lastCheckTime, uint32_t interval) {
 // Starts a check on an idle WAN whose interval has run out; a WAN without internet is checked
 // at the short interval so that it can come back quickly.
 void startCheckIfDue(Wan& wan) {
-    if (!(wan.up && wan.misc && wan.ipValid() && wan.gwValid()))
+    if (!wan.linkReady())
         return;
     const int32_t last = readLastCheckTime(wan);
     if (!wan.inet() && intervalElapsed(last, wan.config.shortCheckInterval)) {
-        LOG_TRACE("%s| Wan::checkActivate after a short interval", wan.ifname.c_str());
+        LOG_WAN(TRACE, wan.ifname, "Wan::checkActivate after a short interval");
         wan.checkActivate();
     } else if (intervalElapsed(last, wan.config.checkInterval)) {
-        LOG_TRACE("%s| Wan::checkActivate", wan.ifname.c_str());
+        LOG_WAN(TRACE, wan.ifname, "Wan::checkActivate");
         wan.checkActivate();
     }
 }
@@ -38,16 +38,16 @@ void startCheckIfDue(Wan& wan) {
 // Takes a finished verdict into activeResult and releases the check.
 void collectVerdict(Wan& wan, CheckState state) {
     const char* name = wan.ifname.c_str();
-    if (state == SuccessUp) {
-        LOG_TRACE("%s| Wan::checkDone (up)", name);
+    if (state == CheckState::SuccessUp) {
+        LOG_WAN(TRACE, name, "Wan::checkDone (up)");
         wan.checkDone();
         wan.activeResult = true;
-    } else if (state == SuccessDown) {
-        LOG_TRACE("%s| Wan::checkDone (down)", name);
+    } else if (state == CheckState::SuccessDown) {
+        LOG_WAN(TRACE, name, "Wan::checkDone (down)");
         wan.checkDone();
         wan.activeResult = false;
-    } else if (state == Failed) {
-        LOG_TRACE("%s| Wan::checkDone (failed)", name);
+    } else if (state == CheckState::Failed) {
+        LOG_WAN(TRACE, name, "Wan::checkDone (failed)");
         wan.checkDone();
     }
 }
@@ -55,7 +55,7 @@ void collectVerdict(Wan& wan, CheckState state) {
 } // namespace
 
 void App::driveActiveChecks() {
-    if (mode != Failover || lastEnabledWan < 0 || wans.empty())
+    if (mode != Mode::Failover || lastEnabledWan < 0 || wans.empty())
         return;
     // New checks only for the current WAN and those preferred to it; with no current WAN the
     // last resort is left out, as it counts as usable without a check.
@@ -67,20 +67,19 @@ void App::driveActiveChecks() {
     // one's can override it.
     for (int index = top; index >= 0; --index) {
         Wan& wan = wans[index];
-        if (!wan.config.enabled || wan.config.monitorMode != Active)
+        if (!wan.config.enabled || wan.config.monitorMode != MonitorMode::Active)
             continue;
         const bool oldResult = wan.activeResult;
         const CheckState state = wan.readCheckState();
-        if (state == Idle && index <= limit)
+        if (state == CheckState::Idle && index <= limit)
             startCheckIfDue(wan);
         else
             collectVerdict(wan, state);
         if (wan.activeResult == oldResult)
             continue;
-        LOG_TRACE("%s| Active check result changed to %s", wan.ifname.c_str(),
-                  boolText(wan.activeResult));
+        LOG_WAN(TRACE, wan.ifname, "Active check result changed to %s", boolText(wan.activeResult));
         if (dumpVerbosity != 0)
-            dumpState("work", 373, "After active check result change");
+            dumpState(DumpPoint::ResultChanged);
         if (!wan.activeResult)
             processInetDown(wan.ifname);
         else if (wan.inet())

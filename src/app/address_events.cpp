@@ -22,20 +22,20 @@ void App::handleAddress(const netlink::AddressEvent& event) {
     Wan& wan = wans[index];
     const char* name = wan.ifname.c_str();
     if (event.scope == SCOPE_LINK) {
-        LOG_TRACE("%s| %s Skipping link-local address", name, kind);
+        LOG_WAN(TRACE, name, "%s Skipping link-local address", kind);
         return;
     }
-    LOG_TRACE("%s| %s index(%d)", name, kind, event.ifIndex);
+    LOG_WAN(TRACE, name, "%s index(%d)", kind, event.ifIndex);
     // Each address is acted on in turn: with several, the last one announced stays.
     for (const uint32_t address : event.locals) {
         if (event.added) {
             wan.address.store(address);
-            LOG_TRACE("%s| Address changed to %s", name, dottedQuad(address).c_str());
+            LOG_WAN(TRACE, name, "Address changed to %s", dottedQuad(address).c_str());
             if (wan.inet())
                 processInetUp(wan.ifname);
         } else {
             wan.address.store(NO_ADDRESS);
-            LOG_TRACE("%s| Address deleted", name);
+            LOG_WAN(TRACE, name, "Address deleted");
             processInetDown(wan.ifname);
         }
     }

@@ -1,5 +1,7 @@
 #include "app/app.h"
 
+#include <deque>
+
 #include "support/log.h"
 
 App::App(int verbosity) : dumpVerbosity(verbosity) {
@@ -9,16 +11,15 @@ App::App(int verbosity) : dumpVerbosity(verbosity) {
 App::~App() {
     LOG_TRACE("App::~App");
     // The WANs are torn down in table order, the most preferred first, each logged before its
-    // thread stops, so that a cancelled probe's line follows its own WAN's. Wan cannot be
-    // assigned, so the vector cannot erase from its front; tearing each down explicitly keeps
-    // the order independent of how the vector destroys its elements.
+    // thread stops, so that a cancelled probe's line follows its own WAN's. Tearing each down
+    // explicitly keeps the order independent of how the container destroys its elements.
     for (Wan& wan : wans)
         wan.teardown();
     wans.clear();
 }
 
 // Each WAN has logged its own failure to start its thread.
-static bool checkThreadsRunning(const std::vector<Wan>& wans) {
+static bool checkThreadsRunning(const std::deque<Wan>& wans) {
     for (const Wan& wan : wans) {
         if (!wan.thread.isRunning())
             return false;
@@ -35,7 +36,7 @@ bool App::init() {
     if (!openNetlink())
         return false;
     if (dumpVerbosity != 0)
-        dumpState("init", 172, "At the end of App::init()");
+        dumpState(DumpPoint::EndOfInit);
     return true;
 }
 

@@ -5,25 +5,35 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <string>
 #include <vector>
 
 #include "conf/conf.h"
 #include "netlink/netlink_events.h"
 #include "netlink/netlink_socket.h"
+#include "support/paths.h"
 #include "wan/wan.h"
 
-constexpr const char* CURRENT_WAN_FILE = "/var/run/uplinker/current_wan";
-constexpr const char* CURRENT_WAN_DIR = "/var/run/uplinker";
-constexpr const char* ISTATE_DIR = "/var/run/uplinker/istate/";
-constexpr const char* CELL_STATUS_FILE = "/var/run/cell/status";
-constexpr const char* HOOK_PATH = "/etc/uplinker/hooks/after-switch-inet";
 constexpr const char* CELLULAR_WAN = "ppp0";
 constexpr const char* ROAMING_WAN = "wlan0";
 constexpr int32_t ROAMING_LOCK_S = 30;
 
 class App : public netlink::EventSink {
 public:
+    // Where a state dump is made; each prints its own caller, number and reason.
+    enum class DumpPoint {
+        EndOfInit,
+        EveryStep,
+        Locked,
+        Unlocked,
+        AfterSearch,
+        BeforeSwitch,
+        AfterSwitch,
+        ResultChanged,
+        SearchStart
+    };
+
     // What the engine has decided so far, for the state dump's readers and for tests.
     struct Indices {
         int previousWan;
@@ -75,14 +85,18 @@ public:
     void processInetDown(const std::string& name);
 
     // Logs the whole failover state at TRACE.
-    void dumpState(const char* caller, int line, const char* reason);
+    void dumpState(DumpPoint point);
 
     // Read-only views of the engine's state.
     Mode operatingMode() const { return mode; }
     Indices indices() const;
-    const std::vector<Wan>& wanTable() const { return wans; }
+    const std::deque<Wan>& wanTable() const { return wans; }
 
 private:
+    // initStage: the start-up dump awaited (links, then addresses, then routes), then complete.
+    static constexpr int STAGE_LINKS = 1;
+    static constexpr int STAGE_ADDRESSES = 2;
+    static constexpr int STAGE_ROUTES = 3;
     static constexpr int STAGE_COMPLETE = 4;
 
     // Pieces of the work step, in their order.
@@ -93,7 +107,7 @@ private:
     void pollCellularStatus();
     void driveActiveChecks();
 
-    std::vector<Wan>::iterator findWanByName(const std::string& name);
+    std::deque<Wan>::iterator findWanByName(const std::string& name);
     // Index of the first WAN whose ifIndex matches, or -1.
     int findWanByIndex(int32_t ifIndex) const;
     // Index of the named WAN, or -1 for an empty or unknown name.
@@ -113,14 +127,16 @@ private:
     int initStage = 0;
     uint32_t nextSeq = 1;
     uint32_t dumpSeq = 0;
-    Mode mode = Constant;
+    Mode mode = Mode::Constant;
     int previousWan = -1;
     int currentWan = -1;
     int nextWan = -1;
     int lastEnabledWan = -1;
     int lockedWan = -1;
     int32_t lockedUntil = 0;
-    std::vector<Wan> wans;
+    // A deque, so that building the table never moves a Wan: each check thread keeps
+    // pointing at the object that owns it.
+    std::deque<Wan> wans;
     bool searchNextInet = false;
     bool refreshInet = false;
     int dumpVerbosity;

@@ -27,7 +27,7 @@ void App::pollCellularStatus() {
     auto it = findWanByName(CELLULAR_WAN);
     if (it == wans.end() || it->misc == connected)
         return;
-    LOG_TRACE("%s| Cellular connectivity status changed to %s", CELLULAR_WAN, boolText(connected));
+    LOG_WAN(TRACE, CELLULAR_WAN, "Cellular connectivity status changed to %s", boolText(connected));
     it->misc = connected;
     if (!connected)
         processInetDown(CELLULAR_WAN);

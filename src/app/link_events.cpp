@@ -29,19 +29,19 @@ bool roaming(unsigned flags) {
 
 void logLinkFlags(const netlink::LinkEvent& event) {
     const unsigned flags = event.flags;
-    LOG_TRACE("%s| RTM_NEWLINK: index=%d flags=0x%x %s%s%s%s", event.name.c_str(), event.ifIndex,
-              flags, (flags & LINK_UP) ? "[UP]" : "[not UP]",
-              (flags & LINK_RUNNING) ? "[RUNNING]" : "[not RUNNING]",
-              (flags & LINK_LOWER_UP) ? "[LOWER_UP]" : "[not LOWER_UP]",
-              (flags & LINK_DORMANT) ? "[DORMANT]" : "");
+    LOG_WAN(TRACE, event.name, "RTM_NEWLINK: index=%d flags=0x%x %s%s%s%s", event.ifIndex, flags,
+            (flags & LINK_UP) ? "[UP]" : "[not UP]",
+            (flags & LINK_RUNNING) ? "[RUNNING]" : "[not RUNNING]",
+            (flags & LINK_LOWER_UP) ? "[LOWER_UP]" : "[not LOWER_UP]",
+            (flags & LINK_DORMANT) ? "[DORMANT]" : "");
 }
 
 void logRoamingBanner(const char* name) {
-    LOG_TRACE("%s| ==========================================================", name);
-    LOG_TRACE("%s| ==                                                      ==", name);
-    LOG_TRACE("%s| ==                 WIFI ROAMING DETECTED                ==", name);
-    LOG_TRACE("%s| ==                                                      ==", name);
-    LOG_TRACE("%s| ==========================================================", name);
+    LOG_WAN(TRACE, name, "==========================================================");
+    LOG_WAN(TRACE, name, "==                                                      ==");
+    LOG_WAN(TRACE, name, "==                 WIFI ROAMING DETECTED                ==");
+    LOG_WAN(TRACE, name, "==                                                      ==");
+    LOG_WAN(TRACE, name, "==========================================================");
 }
 
 } // namespace
@@ -54,16 +54,15 @@ void App::lockRoamingWan(const char* name) {
         return;
     lockedWan = currentWan;
     lockedUntil = monotonicSeconds() + ROAMING_LOCK_S;
-    LOG_TRACE("%s| ==               LOCKING CURRENT INTERFACE              ==", name);
-    LOG_TRACE("%s| ==========================================================", name);
+    LOG_WAN(TRACE, name, "==               LOCKING CURRENT INTERFACE              ==");
+    LOG_WAN(TRACE, name, "==========================================================");
 }
 
 void App::handleNewLink(const netlink::LinkEvent& event) {
     const std::string& name = event.name;
     const auto wan = findWanByName(name);
     if (wan == wans.end() || !wan->config.enabled) {
-        LOG_TRACE("%s| RTM_NEWLINK: index(%d) skipping as not wan interface", name.c_str(),
-                  event.ifIndex);
+        LOG_WAN(TRACE, name, "RTM_NEWLINK: index(%d) skipping as not wan interface", event.ifIndex);
         return;
     }
     logLinkFlags(event);
@@ -75,7 +74,7 @@ void App::handleNewLink(const netlink::LinkEvent& event) {
     const bool isUp = linkUp(event.flags);
     if (isUp == wan->up)
         return;
-    LOG_TRACE("%s| Up state changed to %s", name.c_str(), isUp ? "true" : "false");
+    LOG_WAN(TRACE, name, "Up state changed to %s", isUp ? "true" : "false");
     wan->up = isUp;
     if (!isUp)
         processInetDown(wan->ifname);
@@ -90,7 +89,7 @@ void App::handleDelLink(const netlink::LinkGoneEvent& event) {
         return;
     }
     Wan& wan = wans[index];
-    LOG_TRACE("%s| RTM_DELLINK", wan.ifname.c_str());
+    LOG_WAN(TRACE, wan.ifname, "RTM_DELLINK");
     wan.ifIndex = -1;
     if (!wan.up)
         return;

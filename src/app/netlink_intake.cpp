@@ -13,7 +13,7 @@ bool App::openNetlink() {
         socket.close();
         return false;
     }
-    initStage = 1;
+    initStage = STAGE_LINKS;
     return true;
 }
 
@@ -34,19 +34,19 @@ void App::handleNetlinkDone(uint32_t seq) {
         return;
     LOG_TRACE("NLMSG_DONE");
     switch (initStage) {
-    case 1:
+    case STAGE_LINKS:
         if (netlinkListItems(RTM_GETADDR))
-            initStage = 2;
+            initStage = STAGE_ADDRESSES;
         else
             running = false;
         break;
-    case 2:
+    case STAGE_ADDRESSES:
         if (netlinkListItems(RTM_GETROUTE))
-            initStage = 3;
+            initStage = STAGE_ROUTES;
         else
             running = false;
         break;
-    case 3:
+    case STAGE_ROUTES:
         initStage = STAGE_COMPLETE;
         LOG_DEBUG("INIT NETLINK COMPLETED");
         searchNextInet = true;

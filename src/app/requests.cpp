@@ -8,7 +8,7 @@ void App::applyRequests() {
         if (nextWan == -1) {
             nextWan = searchNextWan(currentWan);
             if (dumpVerbosity != 0)
-                dumpState("work", 272, "After searchNextWan()");
+                dumpState(DumpPoint::AfterSearch);
         }
         previousWan = currentWan;
         currentWan = nextWan;
@@ -19,11 +19,11 @@ void App::applyRequests() {
     if (!refreshInet)
         return;
     if (dumpVerbosity != 0)
-        dumpState("work", 282, "Before switchInet()");
+        dumpState(DumpPoint::BeforeSwitch);
     // switchInet tells the hook the direction from previousWan, so it is advanced only after.
     switchInet();
     previousWan = currentWan;
     refreshInet = false;
     if (dumpVerbosity != 0)
-        dumpState("work", 286, "After switchInet()");
+        dumpState(DumpPoint::AfterSwitch);
 }

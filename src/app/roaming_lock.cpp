@@ -9,21 +9,21 @@
 namespace {
 
 void logTimeoutBanner(const char* name) {
-    LOG_TRACE("%s| ==========================================================", name);
-    LOG_TRACE("%s| ==   UNLOCKING INTERFACE AFTER %d SECONDS LOCK TIMEOUT  ==", name,
-              ROAMING_LOCK_S);
-    LOG_TRACE("%s| ==========================================================", name);
+    LOG_WAN(TRACE, name, "==========================================================");
+    LOG_WAN(TRACE, name,
+            "==   UNLOCKING INTERFACE AFTER %d SECONDS LOCK TIMEOUT  ==", ROAMING_LOCK_S);
+    LOG_WAN(TRACE, name, "==========================================================");
 }
 
 // The roaming client is back on a network: the probe that failed while it re-associated must
 // not count against it.
 void acceptRecoveredWan(Wan& wan) {
     const char* name = wan.ifname.c_str();
-    LOG_TRACE("%s| ==========================================================", name);
-    LOG_TRACE("%s| ==   UNLOCKING INTERFACE SINCE IT HAS INTERNET NOW      ==", name);
-    LOG_TRACE("%s| ==========================================================", name);
-    if (wan.config.monitorMode == Active && !wan.activeResult)
-        LOG_TRACE("%s| Setting ActiveResult=true to suppress false negative result", name);
+    LOG_WAN(TRACE, name, "==========================================================");
+    LOG_WAN(TRACE, name, "==   UNLOCKING INTERFACE SINCE IT HAS INTERNET NOW      ==");
+    LOG_WAN(TRACE, name, "==========================================================");
+    if (wan.config.monitorMode == MonitorMode::Active && !wan.activeResult)
+        LOG_WAN(TRACE, name, "Setting ActiveResult=true to suppress false negative result");
     wan.activeResult = true;
 }
 
@@ -37,12 +37,12 @@ void App::enforceRoamingLock() {
     searchNextInet = false;
     refreshInet = false;
     if (dumpVerbosity != 0)
-        dumpState("work", 229, "In locked state, all state variables are fixed");
+        dumpState(DumpPoint::Locked);
 
     Wan* locked = wanAt(lockedWan);
     const char* name = locked != nullptr ? locked->ifname.c_str() : "unknown";
     // Only link, address and gateway count here: the active verdict is stale after roaming.
-    if (locked != nullptr && locked->up && locked->misc && locked->ipValid() && locked->gwValid()) {
+    if (locked != nullptr && locked->linkReady()) {
         acceptRecoveredWan(*locked);
         if (monotonicSeconds() >= lockedUntil)
             logTimeoutBanner(name);
@@ -58,5 +58,5 @@ void App::enforceRoamingLock() {
     lockedWan = -1;
     lockedUntil = 0;
     if (dumpVerbosity != 0)
-        dumpState("work", 261, "State variables right after unlocking");
+        dumpState(DumpPoint::Unlocked);
 }

@@ -14,19 +14,19 @@ void App::handleRoute(const netlink::RouteEvent& event) {
     }
     Wan& wan = wans[index];
     const char* name = wan.ifname.c_str();
-    LOG_TRACE("%s| %s index(%d) gw(%s) table(%d)", name, kind, event.outputIndex,
-              dottedQuad(event.gateway).c_str(), event.table);
+    LOG_WAN(TRACE, name, "%s index(%d) gw(%s) table(%d)", kind, event.outputIndex,
+            dottedQuad(event.gateway).c_str(), event.table);
     // Only the WAN's own table describes its gateway; the main table is ours to write.
     if (event.table != wan.config.routeTable || event.gateway == NO_ADDRESS)
         return;
     if (event.added) {
         wan.gateway = event.gateway;
-        LOG_TRACE("%s| Gateway set to %s", name, dottedQuad(event.gateway).c_str());
+        LOG_WAN(TRACE, name, "Gateway set to %s", dottedQuad(event.gateway).c_str());
         if (wan.inet())
             processInetUp(wan.ifname);
     } else {
         wan.gateway = NO_ADDRESS;
-        LOG_TRACE("%s| Gateway deleted", name);
+        LOG_WAN(TRACE, name, "Gateway deleted");
         processInetDown(wan.ifname);
     }
 }

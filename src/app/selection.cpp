@@ -17,14 +17,14 @@ int App::indexOfName(const std::string& name) {
 int App::searchNextWan(int from) {
     LOG_TRACE("App::searchNextWan for %d", from);
     if (dumpVerbosity != 0)
-        dumpState("searchNextWan", 392, "At the beginning of searchNextWan()");
+        dumpState(DumpPoint::SearchStart);
     // Positions are unsigned 32-bit: -1 wraps to the top of the table, any other negative start
     // lies beyond its end.
     const uint32_t start = static_cast<uint32_t>(from) + 1u;
     for (size_t index = start; index < wans.size(); ++index) {
         if (!wans[index].config.enabled)
             continue;
-        if (mode != Constant && mode != Failover) {
+        if (mode != Mode::Constant && mode != Mode::Failover) {
             LOG_WARNING("Unsupported mode");
             continue;
         }
@@ -33,26 +33,26 @@ int App::searchNextWan(int from) {
             return static_cast<int>(index);
         }
         // In Constant mode only the first enabled WAN after the start may be chosen.
-        if (mode == Constant)
+        if (mode == Mode::Constant)
             return -1;
     }
     return -1;
 }
 
 void App::processInetDown(const std::string& name) {
-    LOG_TRACE("%s| App::processInetDown", name.c_str());
+    LOG_WAN(TRACE, name, "App::processInetDown");
     writeInterfaceState(name, false);
     if (!started())
         return;
     const int index = indexOfName(name);
     const bool isCurrent = index != -1 && index == currentWan;
-    if (mode == Constant) {
+    if (mode == Mode::Constant) {
         if (isCurrent) {
             previousWan = currentWan;
             currentWan = -1;
             refreshInet = true;
         }
-    } else if (mode == Failover) {
+    } else if (mode == Mode::Failover) {
         if (isCurrent)
             searchNextInet = true;
         else
@@ -63,19 +63,19 @@ void App::processInetDown(const std::string& name) {
 }
 
 void App::processInetUp(const std::string& name) {
-    LOG_TRACE("%s| App::processInetUp", name.c_str());
+    LOG_WAN(TRACE, name, "App::processInetUp");
     writeInterfaceState(name, true);
     if (!started())
         return;
     const int index = indexOfName(name);
-    if (mode == Constant) {
+    if (mode == Mode::Constant) {
         if (index == -1)
             return;
         if (currentWan == -1)
             searchNextInet = true;
         else if (index == currentWan)
             refreshInet = true;
-    } else if (mode == Failover) {
+    } else if (mode == Mode::Failover) {
         if (index != -1 && currentWan == -1) {
             searchNextInet = true;
         } else if (index != -1 && currentWan > index) {
@@ -91,7 +91,7 @@ void App::processInetUp(const std::string& name) {
     }
 }
 
-std::vector<Wan>::iterator App::findWanByName(const std::string& name) {
+std::deque<Wan>::iterator App::findWanByName(const std::string& name) {
     return std::find_if(wans.begin(), wans.end(),
                         [&name](const Wan& wan) { return wan.ifname == name; });
 }

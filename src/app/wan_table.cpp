@@ -1,5 +1,6 @@
 // Building the WAN table from the configuration, and the start values of the engine's flags.
 #include <algorithm>
+#include <deque>
 #include <vector>
 
 #include "app/app.h"
@@ -8,11 +9,9 @@
 
 namespace {
 
-// Constructs every Wan in place; the reservation guarantees that none is ever copied, so each
-// check thread keeps pointing at the object that owns it. Returns the number of enabled WANs.
-int buildWans(std::vector<Wan>& wans, const std::vector<WanConfig>& configs) {
+// Constructs every Wan in place. Returns the number of enabled WANs.
+int buildWans(std::deque<Wan>& wans, const std::vector<WanConfig>& configs) {
     int enabled = 0;
-    wans.reserve(configs.size());
     for (const WanConfig& config : configs) {
         wans.emplace_back(config);
         Wan& wan = wans.back();
@@ -46,13 +45,13 @@ bool App::initWans(Conf& conf) {
         return a.priority < b.priority;
     });
     // With a single candidate there is nothing to fail over to.
-    if (buildWans(wans, configs) <= 1 && mode != Constant) {
+    if (buildWans(wans, configs) <= 1 && mode != Mode::Constant) {
         LOG_DEBUG("auto switch to first mode");
-        mode = Constant;
+        mode = Mode::Constant;
     }
     searchNextInet = true;
     for (size_t index = 0; index < wans.size(); ++index) {
-        wans[index].activeResult = mode == Constant;
+        wans[index].activeResult = mode == Mode::Constant;
         if (wans[index].config.enabled)
             lastEnabledWan = static_cast<int>(index);
     }

@@ -19,7 +19,7 @@ void App::work() {
         LOG_TRACE("NEWLINK MESSAGE END");
     }
     if (dumpVerbosity > 1)
-        dumpState("work", 211, "");
+        dumpState(DumpPoint::EveryStep);
     decide();
 }
 

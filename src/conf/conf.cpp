@@ -37,8 +37,7 @@ bool Conf::load() {
     LOG_TRACE("Conf::load");
     // Held across the HTTP request too: readers must never see a half-loaded list.
     VRX::LockGuard guard(lock);
-    mode = Constant;
-    wanConfigs.clear();
+    reset();
     try {
         std::map<std::string, int> tables = readRouteTables();
         Json::Value answer;
@@ -48,7 +47,11 @@ bool Conf::load() {
     } catch (const std::exception& e) {
         LOG_FATAL("Conf::load: failed: %s", e.what());
     }
-    mode = Constant;
-    wanConfigs.clear();
+    reset();
     return false;
+}
+
+void Conf::reset() {
+    mode = Mode::Constant;
+    wanConfigs.clear();
 }

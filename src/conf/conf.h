@@ -29,8 +29,14 @@ public:
     // Constant and no entries. Values of the wrong JSON type are such an answer.
     bool applyAnswer(const Json::Value& answer, const std::map<std::string, int>& routeTables);
 
+    // Held while the configuration loads and while the engine copies it. Only the main thread
+    // touches Conf today; the lock keeps that safe should the load ever move elsewhere.
     VRX::Lock lock;
-    Mode mode = Constant;
+    Mode mode = Mode::Constant;
     std::list<WanConfig> wanConfigs;
     bool valid = false;
+
+private:
+    // Back to no configuration: mode Constant and no entries.
+    void reset();
 };

@@ -33,7 +33,7 @@ bool readMode(const Json::Value& own, JsonReader& reader, bool& known, Mode& mod
     if (!reader.text(own, memberPath("", OWN_SECTION), "mode", text))
         return false;
     known = text == "CONSTANT" || text == "FAILOVER";
-    mode = text == "FAILOVER" ? Failover : Constant;
+    mode = text == "FAILOVER" ? Mode::Failover : Mode::Constant;
     return true;
 }
 
@@ -83,7 +83,7 @@ bool readAnswer(const Json::Value& answer, const std::map<std::string, int>& rou
 } // namespace
 
 bool Conf::applyAnswer(const Json::Value& answer, const std::map<std::string, int>& routeTables) {
-    Mode newMode = Constant;
+    Mode newMode = Mode::Constant;
     std::list<WanConfig> accepted;
     bool ok = false;
     // The reads check types first; this is the last resort should jsoncpp still object.
@@ -94,10 +94,10 @@ bool Conf::applyAnswer(const Json::Value& answer, const std::map<std::string, in
         ok = false;
     }
     // Nothing of a refused answer is kept.
-    mode = ok ? newMode : Constant;
-    wanConfigs.clear();
+    reset();
     if (!ok)
         return false;
+    mode = newMode;
     wanConfigs.swap(accepted);
     logConfSummary(mode, wanConfigs);
     return true;

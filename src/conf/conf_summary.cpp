@@ -9,8 +9,8 @@ void logWanLine(const WanConfig& c) {
              "Icmp [#%u], Host [%s: %s]",
              wanTypeName(c.type), c.name.c_str(), c.enabled ? "enabled" : "disabled", c.priority,
              c.weight, monitorModeName(c.monitorMode), checkTypeName(c.checkType), c.checkInterval,
-             c.tcpPort, static_cast<unsigned>(c.icmpCount), c.hostKind == Fqdn ? "fqdn" : "ipv4",
-             c.hostname.c_str());
+             c.tcpPort, static_cast<unsigned>(c.icmpCount),
+             c.hostKind == HostKind::Fqdn ? "fqdn" : "ipv4", c.hostname.c_str());
 }
 
 } // namespace

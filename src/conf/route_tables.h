@@ -4,7 +4,7 @@
 #include <map>
 #include <string>
 
-constexpr const char* ROUTE_TABLES_PATH = "/etc/iproute2/rt_tables";
+#include "support/paths.h"
 
 // Table name -> number from the file ("%d %15s" per line; '#' lines and unparsable lines
 // skipped; the first line that names a table wins). Empty when the file cannot be read.

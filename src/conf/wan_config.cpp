@@ -3,10 +3,11 @@
 namespace {
 
 // Enumerations arrive from the configuration as plain integers, so every lookup is bounded.
-template <size_t N> const char* nameOf(const char* const (&names)[N], long value) {
-    if (value < 0 || static_cast<size_t>(value) >= N)
+template <size_t N, typename Enum> const char* nameOf(const char* const (&names)[N], Enum value) {
+    const long number = static_cast<long>(value);
+    if (number < 0 || static_cast<size_t>(number) >= N)
         return "Unknown";
-    return names[value];
+    return names[number];
 }
 
 } // namespace
@@ -29,9 +30,4 @@ const char* monitorModeName(MonitorMode mode) {
 const char* checkTypeName(CheckType type) {
     static const char* const names[] = {"Icmp", "Tcp"};
     return nameOf(names, type);
-}
-
-const char* hostKindName(HostKind kind) {
-    static const char* const names[] = {"ipv4", "fqdn"};
-    return nameOf(names, kind);
 }

@@ -4,6 +4,7 @@
 #include <arpa/inet.h>
 
 #include "support/log.h"
+#include "support/paths.h"
 
 namespace {
 
@@ -42,7 +43,7 @@ bool findInventory(const EntryContext& context, const std::string& name, const J
 bool assignRouteTable(const std::string& type, const EntryContext& context, WanConfig& record) {
     const auto& tables = context.routeTables;
     if (type == "CELLULAR") {
-        record.type = Cellular;
+        record.type = WanType::Cellular;
         auto it = tables.find(CELLULAR_TABLE);
         if (it == tables.end())
             LOG_WARNING("Failed to find route table for %s interface. Using default value.",
@@ -53,7 +54,7 @@ bool assignRouteTable(const std::string& type, const EntryContext& context, WanC
     }
     if (type != "ETHERNET" && type != "WIFI")
         return true;
-    record.type = type == "WIFI" ? Wifi : Ethernet;
+    record.type = type == "WIFI" ? WanType::Wifi : WanType::Ethernet;
     auto it = tables.find(record.name);
     if (it == tables.end()) {
         LOG_WARNING("Failed to find route table for %s interface. Skipping wan interface.",
@@ -75,7 +76,7 @@ EntryOutcome applyInventory(const Json::Value& item, const std::string& path,
     if (!context.reader.flag(item, path, "enabled", record.enabled) ||
         !context.reader.text(item, path, "type", type))
         return EntryOutcome::Invalid;
-    record.type = Unknown;
+    record.type = WanType::Unknown;
     record.routeTable = 0;
     return assignRouteTable(type, context, record) ? EntryOutcome::Accepted : EntryOutcome::Dropped;
 }
@@ -89,7 +90,7 @@ bool readIntervals(const Json::Value& monitor, const std::string& path, JsonRead
         record.checkInterval = DEFAULT_CHECK_INTERVAL;
     }
     // A modem link is slow to come back, so probing it faster while it is down only adds load.
-    if (record.type == Cellular) {
+    if (record.type == WanType::Cellular) {
         record.shortCheckInterval = record.checkInterval;
         return true;
     }
@@ -108,7 +109,8 @@ bool readProbeTarget(const Json::Value& active, const std::string& path, JsonRea
         !reader.number(active, path, "tcpPort", port))
         return false;
     in_addr parsed{};
-    record.hostKind = inet_pton(AF_INET, record.hostname.c_str(), &parsed) > 0 ? Ipv4 : Fqdn;
+    record.hostKind =
+        inet_pton(AF_INET, record.hostname.c_str(), &parsed) > 0 ? HostKind::Ipv4 : HostKind::Fqdn;
     // Both values are 16-bit fields: larger numbers wrap rather than being rejected.
     record.icmpCount = static_cast<uint16_t>(count);
     if (record.icmpCount == 0 || record.icmpCount > MAX_ICMP_COUNT) {
@@ -130,8 +132,8 @@ bool readProbe(const Json::Value& monitor, const std::string& path, JsonReader& 
     if (!reader.text(monitor, path, "mode", mode) || !reader.object(active, activePath) ||
         !reader.text(active, activePath, "type", type))
         return false;
-    record.monitorMode = mode == "ACTIVE" ? Active : Passive;
-    record.checkType = type == "TCP" ? Tcp : Icmp;
+    record.monitorMode = mode == "ACTIVE" ? MonitorMode::Active : MonitorMode::Passive;
+    record.checkType = type == "TCP" ? CheckType::Tcp : CheckType::Icmp;
     return readProbeTarget(active, activePath, reader, record);
 }
 
@@ -162,7 +164,7 @@ EntryOutcome readWanEntry(const Json::Value& entry, const std::string& path,
     EntryOutcome outcome = applyInventory(*item, itemPath, context, record);
     if (outcome != EntryOutcome::Accepted)
         return outcome;
-    record.resolvFile = "/var/run/resolv_" + record.name + ".conf";
+    record.resolvFile = RESOLV_FILE_PREFIX + record.name + RESOLV_FILE_SUFFIX;
     return readSettings(entry, path, context.reader, record) ? EntryOutcome::Accepted
                                                              : EntryOutcome::Invalid;
 }

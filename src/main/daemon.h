@@ -3,7 +3,8 @@
 
 #include <cstddef>
 
-constexpr const char* PID_FILE = "/var/run/uplinker.pid";
+#include "support/paths.h"
+
 constexpr const char* NULL_DEVICE = "/dev/null";
 constexpr size_t PID_TEXT_SIZE = 100;
 

@@ -12,8 +12,7 @@ namespace netlink {
 
 namespace {
 
-// RTMGRP_LINK | RTMGRP_IPV4_IFADDR | RTMGRP_IPV4_ROUTE.
-constexpr uint32_t NETLINK_GROUPS = 0x51;
+constexpr uint32_t NETLINK_GROUPS = RTMGRP_LINK | RTMGRP_IPV4_IFADDR | RTMGRP_IPV4_ROUTE;
 // Room for a burst of some ten thousand route notifications (a full table flush or a routing
 // daemon restart) without the kernel dropping any; only root may go beyond rmem_max.
 constexpr int RECEIVE_BUFFER_BYTES = 4 * 1024 * 1024;
@@ -65,22 +64,15 @@ bool sentByRoot(const msghdr& message) {
 } // namespace
 
 bool Socket::open() {
-    close();
-    fd_ = socket(AF_NETLINK, SOCK_DGRAM | SOCK_CLOEXEC, NETLINK_ROUTE);
-    if (fd_ == -1)
+    fd_.reset(socket(AF_NETLINK, SOCK_DGRAM | SOCK_CLOEXEC, NETLINK_ROUTE));
+    if (!fd_.valid())
         return false;
-    if (!bindToGroups(fd_) || !passCredentials(fd_)) {
+    if (!bindToGroups(fd_.get()) || !passCredentials(fd_.get())) {
         close();
         return false;
     }
-    enlargeReceiveBuffer(fd_);
+    enlargeReceiveBuffer(fd_.get());
     return true;
-}
-
-void Socket::close() {
-    if (fd_ != -1)
-        ::close(fd_);
-    fd_ = -1;
 }
 
 bool Socket::requestDump(uint16_t type, uint32_t seq) {
@@ -94,19 +86,20 @@ bool Socket::requestDump(uint16_t type, uint32_t seq) {
     header.nlmsg_pid = 0;
     std::memcpy(request, &header, sizeof(header));
     request[sizeof(header)] = AF_UNSPEC;
-    return send(fd_, request, sizeof(request), 0) != -1;
+    return send(fd_.get(), request, sizeof(request), 0) != -1;
 }
 
 bool Socket::waitReadable(int timeoutSeconds, bool& readable) const {
     fd_set readSet;
     FD_ZERO(&readSet);
     // FD_SET on a descriptor outside the set's range would write past it.
-    const bool usable = fd_ >= 0 && fd_ < FD_SETSIZE;
+    const int fd = fd_.get();
+    const bool usable = fd >= 0 && fd < FD_SETSIZE;
     if (usable)
-        FD_SET(fd_, &readSet);
+        FD_SET(fd, &readSet);
     timeval timeout{timeoutSeconds, 0};
-    const int result = select(usable ? fd_ + 1 : 0, &readSet, nullptr, nullptr, &timeout);
-    readable = result > 0 && usable && FD_ISSET(fd_, &readSet);
+    const int result = select(usable ? fd + 1 : 0, &readSet, nullptr, nullptr, &timeout);
+    readable = result > 0 && usable && FD_ISSET(fd, &readSet);
     return result >= 0 || errno == EINTR || errno == EAGAIN;
 }
 
@@ -115,18 +108,15 @@ bool Socket::receive(EventSink& sink) {
     // call would only add an allocation on every notification.
     alignas(nlmsghdr) uint8_t buffer[BUFFER_SIZE];
     alignas(cmsghdr) uint8_t control[CMSG_SPACE(sizeof(ucred))];
-    sockaddr_nl sender;
     iovec vector = {buffer, sizeof(buffer)};
     msghdr message;
     std::memset(&message, 0, sizeof(message));
-    message.msg_name = &sender;
-    message.msg_namelen = sizeof(sender);
     message.msg_iov = &vector;
     message.msg_iovlen = 1;
     message.msg_control = control;
     message.msg_controllen = sizeof(control);
 
-    const ssize_t received = recvmsg(fd_, &message, 0);
+    const ssize_t received = recvmsg(fd_.get(), &message, 0);
     if (received < 0)
         return errno == EINTR || errno == EAGAIN;
     if (sentByRoot(message) && static_cast<size_t>(received) >= NLMSG_HDRLEN)

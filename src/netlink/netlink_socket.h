@@ -5,21 +5,17 @@
 #include <cstdint>
 
 #include "netlink/netlink_events.h"
+#include "support/unique_fd.h"
 
 namespace netlink {
 
 class Socket {
 public:
-    Socket() = default;
-    ~Socket() { close(); }
-    Socket(const Socket&) = delete;
-    Socket& operator=(const Socket&) = delete;
-
     // Opens and binds the socket to the three notification groups, with credentials passed
     // and a large receive buffer; false (and closed) when any required step fails.
     bool open();
-    void close();
-    bool isOpen() const { return fd_ != -1; }
+    void close() { fd_.reset(); }
+    bool isOpen() const { return fd_.valid(); }
 
     // Sends a dump request of the given type (RTM_GETLINK, ...) under the given sequence
     // number; false when it could not be sent.
@@ -32,7 +28,7 @@ public:
     bool receive(EventSink& sink);
 
 private:
-    int fd_ = -1;
+    UniqueFd fd_;
 };
 
 } // namespace netlink

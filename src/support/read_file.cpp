@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include "support/system.h"
+#include "support/unique_fd.h"
 
 namespace VRX {
 
@@ -15,13 +16,13 @@ constexpr size_t READ_CHUNK = 16384;
 
 int System::readFile(const std::string& path, std::string& content) {
     content.clear();
-    int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (fd < 0)
+    const UniqueFd fd(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    if (!fd.valid())
         return -1;
     char buffer[READ_CHUNK];
     int result = 0;
     for (;;) {
-        ssize_t got = read(fd, buffer, sizeof(buffer));
+        ssize_t got = read(fd.get(), buffer, sizeof(buffer));
         if (got < 0 && errno == EINTR)
             continue;
         if (got <= 0) {
@@ -34,7 +35,6 @@ int System::readFile(const std::string& path, std::string& content) {
         }
         content.append(buffer, static_cast<size_t>(got));
     }
-    close(fd);
     if (result != 0)
         content.clear();
     return result;

@@ -11,6 +11,7 @@
 #include "support/child_process.h"
 #include "support/clock.h"
 #include "support/thread.h"
+#include "support/unique_fd.h"
 
 namespace VRX {
 
@@ -105,19 +106,20 @@ int System::execute(const std::string& command, const std::vector<std::string>& 
     int fds[2];
     if (pipe2(fds, O_CLOEXEC) != 0)
         return NOT_STARTED;
+    const UniqueFd readEnd(fds[0]);
+    UniqueFd writeEnd(fds[1]);
     pid_t pid = 0;
-    bool started = spawnProgram(command, argv, fds[1], pid);
-    close(fds[1]);
-    if (!started) {
-        close(fds[0]);
+    const bool started = spawnProgram(command, argv, writeEnd.get(), pid);
+    // Our copy of the write end goes at once, so that the child's exit ends the output.
+    writeEnd.reset();
+    if (!started)
         return NOT_STARTED;
-    }
-    int64_t deadline = monotonicMs() + timeoutMs;
+    const int64_t deadline = monotonicMs() + timeoutMs;
     int status = 0;
-    bool finished = collectOutput(fds[0], deadline, output) && waitForExit(pid, deadline, status);
+    const bool finished =
+        collectOutput(readEnd.get(), deadline, output) && waitForExit(pid, deadline, status);
     if (!finished)
         ChildProcess::killGroupAndReap(pid);
-    close(fds[0]);
     return finished ? resultOf(status) : TIMED_OUT;
 }
 

@@ -2,15 +2,15 @@
 
 const char* checkStateName(CheckState state) {
     switch (state) {
-    case Idle:
+    case CheckState::Idle:
         return "Idle";
-    case RunActive:
+    case CheckState::RunActive:
         return "RunActive";
-    case SuccessUp:
+    case CheckState::SuccessUp:
         return "SuccessUp";
-    case SuccessDown:
+    case CheckState::SuccessDown:
         return "SuccessDown";
-    case Failed:
+    case CheckState::Failed:
         return "Failed";
     }
     return "Unknown";

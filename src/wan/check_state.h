@@ -3,7 +3,13 @@
 
 #include <cstdint>
 
-enum CheckState : int32_t { Idle = 0, RunActive = 1, SuccessUp = 2, SuccessDown = 3, Failed = 4 };
+enum class CheckState : int32_t {
+    Idle = 0,
+    RunActive = 1,
+    SuccessUp = 2,
+    SuccessDown = 3,
+    Failed = 4
+};
 
 // "Idle" ... "Failed"; any other value "Unknown".
 const char* checkStateName(CheckState state);

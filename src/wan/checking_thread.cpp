@@ -38,7 +38,7 @@ void storeVerdict(Wan& wan, CheckState verdict) {
 // by interface name.
 void buildProbe(const WanConfig& config, const std::string& localAddress, const std::string& target,
                 std::string& command, std::vector<std::string>& arguments) {
-    if (config.checkType == Tcp) {
+    if (config.checkType == CheckType::Tcp) {
         command = "inet-check";
         arguments = {"-m", "active", "-h", target, "-t", "tcp", "-p"};
         arguments.push_back(std::to_string(config.tcpPort));
@@ -53,28 +53,28 @@ void buildProbe(const WanConfig& config, const std::string& localAddress, const 
 // the WAN's own name servers. An unresolved name is still probed; the tool may resolve it.
 std::string resolveTarget(WanCheckingThread& self, const WanConfig& config,
                           const std::string& localAddress) {
-    if (config.hostKind != Fqdn)
+    if (config.hostKind != HostKind::Fqdn)
         return config.hostname;
     const char* name = config.name.c_str();
     std::vector<std::string> servers;
     if (!self.readNameservers(servers, config.resolvFile)) {
-        LOG_TRACE("%s| Unable to get list of nameservers", name);
+        LOG_WAN(TRACE, name, "Unable to get list of nameservers");
         return config.hostname;
     }
     std::vector<std::string> addresses;
     if (!self.resolveHost(addresses, servers, localAddress, config, config.hostname) ||
         addresses.empty()) {
-        LOG_TRACE("%s| Unable to resolve %s", name, config.hostname.c_str());
+        LOG_WAN(TRACE, name, "Unable to resolve %s", config.hostname.c_str());
         return config.hostname;
     }
-    LOG_TRACE("%s| The hostname %s successfully resolved", name, config.hostname.c_str());
+    LOG_WAN(TRACE, name, "The hostname %s successfully resolved", config.hostname.c_str());
     return addresses.front();
 }
 
 // The run-time bound of a probe follows the work asked of it: 255 requests a second apart
 // must not be cut short.
 unsigned int probeLimitMs(const WanConfig& config) {
-    if (config.checkType == Tcp)
+    if (config.checkType == CheckType::Tcp)
         return TCP_PROBE_LIMIT_MS;
     return config.icmpCount * ICMP_REQUEST_MS + ICMP_LATE_REPLY_MS + PROBE_SLACK_MS;
 }
@@ -85,8 +85,8 @@ void runCheck(WanCheckingThread& self, const Snapshot& snapshot) {
     const WanConfig& config = snapshot.config;
     const char* name = config.name.c_str();
     if (snapshot.address == NO_ADDRESS) {
-        LOG_TRACE("%s| Active check failed since wan up addess is not available", name);
-        storeVerdict(*self.wan, SuccessDown);
+        LOG_WAN(TRACE, name, "Active check failed since wan up addess is not available");
+        storeVerdict(*self.wan, CheckState::SuccessDown);
         return;
     }
     std::string localAddress = dottedQuad(snapshot.address);
@@ -94,16 +94,16 @@ void runCheck(WanCheckingThread& self, const Snapshot& snapshot) {
     std::string command;
     std::vector<std::string> arguments;
     buildProbe(config, localAddress, target, command, arguments);
-    LOG_TRACE("%s| Run checking active -> %s %s", name, command.c_str(),
-              VRX::Text::join(arguments, ' ').c_str());
+    LOG_WAN(TRACE, name, "Run checking active -> %s %s", command.c_str(),
+            VRX::Text::join(arguments, ' ').c_str());
     std::string output;
     int result = VRX::System::execute(command, arguments, output, probeLimitMs(config));
     // A stop during the probe means the Wan is being destroyed: nobody collects the verdict.
     if (self.isCanceled()) {
-        LOG_TRACE("%s| Active checking canceled", name);
+        LOG_WAN(TRACE, name, "Active checking canceled");
         return;
     }
-    storeVerdict(*self.wan, result == 0 ? SuccessUp : SuccessDown);
+    storeVerdict(*self.wan, result == 0 ? CheckState::SuccessUp : CheckState::SuccessDown);
 }
 
 } // namespace
@@ -117,9 +117,9 @@ void WanCheckingThread::checkingThread() {
     while (!isCanceled()) {
         // Almost every pass finds nothing to do; copying the configuration (several strings)
         // on each of them would be most of an idle thread's cost.
-        if (wan->readCheckState() == RunActive) {
+        if (wan->readCheckState() == CheckState::RunActive) {
             Snapshot snapshot = takeSnapshot(*wan);
-            if (snapshot.state == RunActive)
+            if (snapshot.state == CheckState::RunActive)
                 runCheck(*this, snapshot);
         }
         // Nothing to do until the engine asks for a check or the Wan is destroyed; both wake

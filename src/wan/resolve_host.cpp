@@ -1,6 +1,7 @@
 #include "wan/checking_thread.h"
 
 #include "support/log.h"
+#include "support/lookup_text.h"
 #include "support/system.h"
 #include "support/text.h"
 #include "wan/line_scan.h"
@@ -12,7 +13,7 @@ bool collectAddresses(const std::string& output, std::vector<std::string>& addre
     bool seen = false;
     for (const std::string& line : wanscan::lines(output)) {
         std::string address;
-        if (!wanscan::valueAfter(line, "Found ipV4", address))
+        if (!wanscan::valueAfter(line, FOUND_IPV4, address))
             continue;
         seen = true;
         addresses.push_back(address);
@@ -31,15 +32,14 @@ bool WanCheckingThread::resolveHost(std::vector<std::string>& addresses,
     for (const std::string& server : servers) {
         std::vector<std::string> arguments = {"--bind-address", localAddress, "--dns-address",
                                               server, hostname};
-        LOG_DEBUG("%s| DNS resolve cmd: vrx-dig %s", config.name.c_str(),
-                  VRX::Text::join(arguments, ' ').c_str());
+        LOG_WAN(DEBUG, config.name, "DNS resolve cmd: vrx-dig %s",
+                VRX::Text::join(arguments, ' ').c_str());
         std::string output;
         int result = VRX::System::execute("vrx-dig", arguments, output);
-        LOG_DEBUG("%s| DNS resolve returned %d", config.name.c_str(), result);
+        LOG_WAN(DEBUG, config.name, "DNS resolve returned %d", result);
         if (result != 0 || !collectAddresses(output, addresses))
             continue;
-        LOG_DEBUG("%s| Resolved IPs: %s", config.name.c_str(),
-                  VRX::Text::join(addresses, ',').c_str());
+        LOG_WAN(DEBUG, config.name, "Resolved IPs: %s", VRX::Text::join(addresses, ',').c_str());
         return true;
     }
     return false;

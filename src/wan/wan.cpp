@@ -6,20 +6,9 @@
 Wan::Wan(const WanConfig& wanConfig)
     : config(wanConfig), ifIndex(-1), ifname(config.name), up(false), misc(true),
       address(NO_ADDRESS), gateway(NO_ADDRESS), lastEnabled(false), activeResult(false),
-      checkState(Idle), thread(this), lastCheckTime(0) {
+      checkState(CheckState::Idle), thread(this), lastCheckTime(0) {
     LOG_TRACE("Wan::Wan");
     // Started last: the thread reads this object, which must be complete by then.
-    startThread();
-}
-
-// The kernel-side state and the engine's flags travel with the copy, but a check that other
-// is running stays with other's thread: the copy starts Idle.
-Wan::Wan(const Wan& other)
-    : config(other.config), ifIndex(other.ifIndex), ifname(config.name), up(other.up),
-      misc(other.misc), address(other.address.load()), gateway(other.gateway),
-      lastEnabled(other.lastEnabled), activeResult(other.activeResult), checkState(Idle),
-      thread(this), lastCheckTime(other.lastCheckTime) {
-    LOG_TRACE("Wan::Wan");
     startThread();
 }
 
@@ -38,18 +27,18 @@ void Wan::teardown() {
 void Wan::startThread() {
     thread.start();
     if (!thread.isRunning())
-        LOG_ERROR("%s| unable to start the check thread", ifname.c_str());
+        LOG_WAN(ERROR, ifname, "unable to start the check thread");
 }
 
 void Wan::checkActivate() {
     {
         VRX::LockGuard guard(lock);
-        if (checkState != Idle) {
+        if (checkState != CheckState::Idle) {
             LOG_DEBUG("checking activate -> not idle");
             return;
         }
         lastCheckTime = monotonicSeconds();
-        checkState = RunActive;
+        checkState = CheckState::RunActive;
     }
     // The check thread sleeps until it is told; woken outside the lock, which it takes first.
     thread.wake();
@@ -57,8 +46,9 @@ void Wan::checkActivate() {
 
 void Wan::checkDone() {
     VRX::LockGuard guard(lock);
-    if (checkState == SuccessUp || checkState == SuccessDown || checkState == Failed) {
-        checkState = Idle;
+    if (checkState == CheckState::SuccessUp || checkState == CheckState::SuccessDown ||
+        checkState == CheckState::Failed) {
+        checkState = CheckState::Idle;
         return;
     }
     LOG_DEBUG("Check done -> previous checking is not completed");
@@ -70,7 +60,7 @@ CheckState Wan::readCheckState() const {
 }
 
 bool Wan::inet() const {
-    if (!config.enabled || !up || !misc || !ipValid() || !gwValid())
+    if (!config.enabled || !linkReady())
         return false;
-    return lastEnabled || config.monitorMode != Active || activeResult;
+    return lastEnabled || config.monitorMode != MonitorMode::Active || activeResult;
 }

@@ -9,18 +9,16 @@
 #include "conf/wan_config.h"
 #include "support/ipv4_text.h"
 #include "support/lock.h"
+#include "support/paths.h"
 #include "wan/check_state.h"
 #include "wan/checking_thread.h"
-
-constexpr const char* RESOLV_LINK = "/var/run/wan_resolv.conf";
 
 class Wan {
 public:
     // Copies the configuration and starts the check thread.
     explicit Wan(const WanConfig& config);
-    // A copy with its own lock and started thread, in state Idle; a running check stays with
-    // other.
-    Wan(const Wan& other);
+    // The check thread points at this object: a Wan is never copied or moved.
+    Wan(const Wan&) = delete;
     Wan& operator=(const Wan&) = delete;
     // Stops the check thread (waiting for a running probe) before anything is freed, unless
     // teardown already did.
@@ -40,6 +38,9 @@ public:
     // Usable as the uplink: enabled, up, misc, address and gateway, and a positive verdict
     // unless it is passive or the last enabled WAN.
     bool inet() const;
+    // Link, modem readiness, address and gateway: everything but the configuration and the
+    // active verdict.
+    bool linkReady() const { return up && misc && ipValid() && gwValid(); }
     bool ipValid() const { return address.load(std::memory_order_relaxed) != NO_ADDRESS; }
     bool gwValid() const { return gateway != NO_ADDRESS; }
 

@@ -17,9 +17,9 @@ void checkEntry(const WanConfig& e) {
     FUZZ_CHECK(e.shortCheckInterval != 0 && e.shortCheckInterval <= e.checkInterval);
     FUZZ_CHECK(e.icmpCount >= 1 && e.icmpCount <= 255);
     FUZZ_CHECK(e.resolvFile == "/var/run/resolv_" + e.name + ".conf");
-    if (e.type == Ethernet || e.type == Wifi)
+    if (e.type == WanType::Ethernet || e.type == WanType::Wifi)
         FUZZ_CHECK(TABLES.count(e.name) != 0 && e.routeTable == TABLES.at(e.name));
-    if (e.type == Cellular)
+    if (e.type == WanType::Cellular)
         FUZZ_CHECK(e.routeTable == TABLES.at("cellular"));
 }
 
@@ -40,7 +40,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     }
     Conf conf;
     if (!conf.applyAnswer(answer, TABLES)) {
-        FUZZ_CHECK(conf.mode == Constant && conf.wanConfigs.empty());
+        FUZZ_CHECK(conf.mode == Mode::Constant && conf.wanConfigs.empty());
         return 0;
     }
     for (const WanConfig& entry : conf.wanConfigs)

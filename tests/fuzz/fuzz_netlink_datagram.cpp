@@ -41,7 +41,7 @@ App& engine() {
         mkdir(ISTATE_DIR, 0755);
         Conf conf;
         conf.valid = true;
-        conf.mode = Failover;
+        conf.mode = Mode::Failover;
         const char* names[] = {"eth0", "wlan0", "eth1"};
         for (int i = 0; i < 3; ++i) {
             conf.wanConfigs.emplace_back();

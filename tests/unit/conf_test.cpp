@@ -18,7 +18,8 @@ std::string describe(const WanConfig& c) {
     out << c.name << " " << wanTypeName(c.type) << " " << (c.enabled ? "on" : "off") << " "
         << c.routeTable << " " << c.checkInterval << "/" << c.shortCheckInterval << " "
         << monitorModeName(c.monitorMode) << " " << checkTypeName(c.checkType) << " '" << c.hostname
-        << "' " << hostKindName(c.hostKind) << " " << c.icmpCount << " " << c.tcpPort;
+        << "' " << (c.hostKind == HostKind::Ipv4 ? "ipv4" : "fqdn") << " " << c.icmpCount << " "
+        << c.tcpPort;
     return out.str();
 }
 

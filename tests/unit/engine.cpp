@@ -23,7 +23,7 @@ std::string wanAddress(size_t index, int host) {
 
 Json::Value answerFor(Mode mode, const std::vector<WanSpec>& specs) {
     Json::Value answer;
-    answer["uplinker"]["mode"] = mode == Failover ? "FAILOVER" : "CONSTANT";
+    answer["uplinker"]["mode"] = mode == Mode::Failover ? "FAILOVER" : "CONSTANT";
     for (size_t i = 0; i < specs.size(); ++i) {
         Json::Value entry;
         entry["interface"] = specs[i].name;
@@ -35,7 +35,7 @@ Json::Value answerFor(Mode mode, const std::vector<WanSpec>& specs) {
         answer["uplinker"]["wans"].append(entry);
         Json::Value item;
         item["interface"] = specs[i].name;
-        item["type"] = TYPE_TEXT[specs[i].type];
+        item["type"] = TYPE_TEXT[static_cast<int>(specs[i].type)];
         item["enabled"] = specs[i].enabled;
         item["available"] = true;
         answer["waninfo"]["wans"].append(item);
@@ -60,7 +60,8 @@ Engine::Engine(Mode mode, const std::vector<WanSpec>& wans, const std::vector<st
     for (size_t i = 0; i < wans.size(); ++i) {
         sim::answer("uplinker-ping", wanAddress(i, 2), wans[i].probeOk);
         ifIndex_.push_back(static_cast<int32_t>(10 + i));
-        tables[wans[i].type == Cellular ? "cellular" : wans[i].name] = static_cast<int>(100 + i);
+        tables[wans[i].type == WanType::Cellular ? "cellular" : wans[i].name] =
+            static_cast<int>(100 + i);
     }
     Conf conf;
     conf.valid = conf.applyAnswer(answerFor(mode, wans), tables);
@@ -142,7 +143,7 @@ void Engine::settle() {
     for (;;) {
         int running = 0;
         for (const Wan& wan : app_->wanTable())
-            running += wan.readCheckState() == RunActive ? 1 : 0;
+            running += wan.readCheckState() == CheckState::RunActive ? 1 : 0;
         if (running == sim::heldRuns())
             return;
         if (std::chrono::steady_clock::now() > deadline) {

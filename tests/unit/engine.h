@@ -17,7 +17,7 @@ struct WanSpec {
     bool active = false;
     bool enabled = true;
     uint32_t interval = 60;
-    WanType type = Ethernet;
+    WanType type = WanType::Ethernet;
     std::string host = "192.0.2.1";
     // What its probe answers until told otherwise.
     bool probeOk = false;

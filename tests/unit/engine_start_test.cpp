@@ -15,7 +15,7 @@ std::string link(const std::string& name) {
 // Each enabled WAN in turn gets the resolver link at start; the first switch then writes the
 // current-WAN file, replaces the route, links its resolver file and runs the hook, in order.
 TEST(EngineStart, FirstSwitchInItsOrder) {
-    Engine engine(Failover, {{"eth0"}, {"eth1", false, false}, {"eth2"}}, {"eth0", "eth2"});
+    Engine engine(Mode::Failover, {{"eth0"}, {"eth1", false, false}, {"eth2"}}, {"eth0", "eth2"});
     const std::vector<std::string> expected = {
         link("eth0"),
         link("eth2"),
@@ -34,23 +34,23 @@ TEST(EngineStart, SearchPicksTheNextUsableWanByMode) {
         std::vector<std::string> usable;
         int from, expected;
     } cases[] = {
-        {Failover, true, {"eth0", "eth1", "eth2"}, -1, 0},
-        {Failover, true, {"eth0", "eth1", "eth2"}, 0, 1},
-        {Failover, true, {"eth0", "eth1", "eth2"}, 2, -1},
-        {Failover, true, {"eth0", "eth2"}, 0, 2},
-        {Failover, true, {}, -1, -1},
-        {Failover, false, {"eth0", "eth1", "eth2"}, -1, 1},
-        {Failover, true, {"eth0", "eth1", "eth2"}, -2, -1},
-        {Constant, true, {"eth1", "eth2"}, -1, -1},
-        {Constant, true, {"eth0", "eth1", "eth2"}, -1, 0},
-        {Constant, false, {"eth0", "eth2"}, -1, -1},
-        {Constant, false, {"eth1", "eth2"}, -1, 1},
-        {Constant, true, {"eth0", "eth1", "eth2"}, 0, 1},
+        {Mode::Failover, true, {"eth0", "eth1", "eth2"}, -1, 0},
+        {Mode::Failover, true, {"eth0", "eth1", "eth2"}, 0, 1},
+        {Mode::Failover, true, {"eth0", "eth1", "eth2"}, 2, -1},
+        {Mode::Failover, true, {"eth0", "eth2"}, 0, 2},
+        {Mode::Failover, true, {}, -1, -1},
+        {Mode::Failover, false, {"eth0", "eth1", "eth2"}, -1, 1},
+        {Mode::Failover, true, {"eth0", "eth1", "eth2"}, -2, -1},
+        {Mode::Constant, true, {"eth1", "eth2"}, -1, -1},
+        {Mode::Constant, true, {"eth0", "eth1", "eth2"}, -1, 0},
+        {Mode::Constant, false, {"eth0", "eth2"}, -1, -1},
+        {Mode::Constant, false, {"eth1", "eth2"}, -1, 1},
+        {Mode::Constant, true, {"eth0", "eth1", "eth2"}, 0, 1},
     };
     for (const auto& c : cases) {
         Engine engine(c.mode, {{"eth0", false, c.firstEnabled}, {"eth1"}, {"eth2"}}, c.usable);
         EXPECT_EQ(engine.app().searchNextWan(c.from), c.expected)
-            << "mode " << c.mode << " usable " << c.usable.size() << " from " << c.from;
+            << "mode " << modeName(c.mode) << " usable " << c.usable.size() << " from " << c.from;
     }
 }
 
@@ -75,7 +75,7 @@ TEST(EngineStart, ProbeTargetThroughTheWansOwnNameServers) {
         sim::answer("vrx-dig", "192.0.2.54", true, "; noise\nFound ipV4 192.0.2.7\n");
         WanSpec eth0{"eth0", true};
         eth0.host = "probe.test";
-        Engine engine(Failover, {eth0, {"eth1"}}, {"eth0", "eth1"});
+        Engine engine(Mode::Failover, {eth0, {"eth1"}}, {"eth0", "eth1"});
         EXPECT_EQ(sim::takeRuns(), c.runs) << c.servers;
     }
 }

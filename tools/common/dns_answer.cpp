@@ -4,6 +4,8 @@
 #include <arpa/inet.h>
 #include <climits>
 
+#include "support/lookup_text.h"
+
 namespace tools {
 
 namespace {
@@ -22,7 +24,7 @@ int answerLines(const unsigned char* answer, size_t length, std::vector<std::str
     for (int i = 0; i < count && i < kMaxRecords; ++i) {
         char text[INET_ADDRSTRLEN] = "";
         if (inet_ntop(AF_INET, &records[i].ipaddr, text, sizeof text) != nullptr)
-            lines.push_back(std::string("Found ipV4 ") + text);
+            lines.push_back(std::string(FOUND_IPV4) + " " + text);
     }
     return count > 0 ? ARES_SUCCESS : ARES_ENODATA;
 }
