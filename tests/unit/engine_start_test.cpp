@@ -1,5 +1,5 @@
-// Start-up, selection and name servers on the simulated world: the commands of the first
-// switch, the search by mode, and the probe target resolved through a WAN's own servers.
+// Start-up and name servers on the simulated world: the commands of the first switch, and
+// the probe target resolved through a WAN's own servers.
 #include <fstream>
 
 #include "engine.h"
@@ -25,33 +25,6 @@ TEST(EngineStart, FirstSwitchInItsOrder) {
         std::string(HOOK_PATH) + " -i eth0 -d up",
     };
     EXPECT_EQ(engine.commands(), expected);
-}
-
-TEST(EngineStart, SearchPicksTheNextUsableWanByMode) {
-    const struct {
-        Mode mode;
-        bool firstEnabled;
-        std::vector<std::string> usable;
-        int from, expected;
-    } cases[] = {
-        {Mode::Failover, true, {"eth0", "eth1", "eth2"}, -1, 0},
-        {Mode::Failover, true, {"eth0", "eth1", "eth2"}, 0, 1},
-        {Mode::Failover, true, {"eth0", "eth1", "eth2"}, 2, -1},
-        {Mode::Failover, true, {"eth0", "eth2"}, 0, 2},
-        {Mode::Failover, true, {}, -1, -1},
-        {Mode::Failover, false, {"eth0", "eth1", "eth2"}, -1, 1},
-        {Mode::Failover, true, {"eth0", "eth1", "eth2"}, -2, -1},
-        {Mode::Constant, true, {"eth1", "eth2"}, -1, -1},
-        {Mode::Constant, true, {"eth0", "eth1", "eth2"}, -1, 0},
-        {Mode::Constant, false, {"eth0", "eth2"}, -1, -1},
-        {Mode::Constant, false, {"eth1", "eth2"}, -1, 1},
-        {Mode::Constant, true, {"eth0", "eth1", "eth2"}, 0, 1},
-    };
-    for (const auto& c : cases) {
-        Engine engine(c.mode, {{"eth0", false, c.firstEnabled}, {"eth1"}, {"eth2"}}, c.usable);
-        EXPECT_EQ(engine.app().searchNextWan(c.from), c.expected)
-            << "mode " << modeName(c.mode) << " usable " << c.usable.size() << " from " << c.from;
-    }
 }
 
 // A name server that does not answer is passed over for the next; a name nobody resolves is

@@ -9,6 +9,7 @@
 
 #include "netlink/netlink_events.h"
 #include "support/ipv4_text.h"
+#include "support/text.h"
 
 namespace {
 
@@ -79,30 +80,32 @@ Bytes join(std::initializer_list<Bytes> parts) {
 class Recorder : public netlink::EventSink {
 public:
     void handleNewLink(const netlink::LinkEvent& e) override {
-        add("link " + std::to_string(e.ifIndex) + " " + std::to_string(e.flags) + " " + e.name);
+        add({"link", std::to_string(e.ifIndex), std::to_string(e.flags), e.name});
     }
     void handleDelLink(const netlink::LinkGoneEvent& e) override {
-        add("gone " + std::to_string(e.ifIndex));
+        add({"gone", std::to_string(e.ifIndex)});
     }
     void handleAddress(const netlink::AddressEvent& e) override {
-        std::string text = std::string(e.added ? "addr+ " : "addr- ") + std::to_string(e.ifIndex) +
-                           " scope " + std::to_string(e.scope);
+        std::vector<std::string> words = {e.added ? "addr+" : "addr-", std::to_string(e.ifIndex),
+                                          "scope", std::to_string(e.scope)};
         for (uint32_t local : e.locals)
-            text += " " + dottedQuad(local);
-        add(text);
+            words.push_back(dottedQuad(local));
+        add(words);
     }
     void handleRoute(const netlink::RouteEvent& e) override {
-        add(std::string(e.added ? "route+ " : "route- ") + std::to_string(e.outputIndex) + " " +
-            dottedQuad(e.gateway) + " table " + std::to_string(e.table));
+        add({e.added ? "route+" : "route-", std::to_string(e.outputIndex), dottedQuad(e.gateway),
+             "table", std::to_string(e.table)});
     }
-    void handleNetlinkDone(uint32_t seq) override { add("done " + std::to_string(seq)); }
+    void handleNetlinkDone(uint32_t seq) override { add({"done", std::to_string(seq)}); }
     void handleNetlinkError(uint32_t seq, int32_t code) override {
-        add("error " + std::to_string(seq) + " " + std::to_string(code));
+        add({"error", std::to_string(seq), std::to_string(code)});
     }
     std::vector<std::string> events;
 
 private:
-    void add(const std::string& text) { events.push_back(text); }
+    void add(const std::vector<std::string>& words) {
+        events.push_back(VRX::Text::join(words, ' '));
+    }
 };
 
 std::vector<std::string> decode(const uint8_t* data, size_t size) {
