@@ -32,10 +32,17 @@ def plant_link(w):
     os.symlink(w.root + "/victim", w.run_dir + "/uplinker/current_wan")
 
 
+def plant_hard_link(w, d):
+    # current_wan becomes a second name of the victim; eth0's state file writable by all.
+    os.unlink(w.run_dir + "/uplinker/current_wan")
+    os.link(w.root + "/victim", w.run_dir + "/uplinker/current_wan")
+    w.write(w.run_dir + "/uplinker/istate/eth0", "Up\n", 0o666)
+
+
 def link_left_alone(w, d):
-    modes = [os.stat(w.run_dir + p).st_mode & 0o777 for p in ("/uplinker/istate",
-                                                               "/uplinker/istate/eth0")]
-    return read_text(w.root + "/victim") == "precious\n" and modes == [0o755, 0o644]
+    modes = [os.stat(w.run_dir + "/uplinker/" + p).st_mode & 0o777 for p in (
+        "istate", "istate/eth0", "current_wan")]
+    return read_text(w.root + "/victim") == "precious\n" and modes == [0o755, 0o644, 0o644]
 
 
 # A /dev of the daemon's own, whose /dev/log leads to the test's system log, up or not.
@@ -80,8 +87,8 @@ SCENARIOS = [
                       check=lambda w, d: link_left_alone(w, d) and daemonised(w, d)),
                  Step(lambda w, d: w.start_daemon(args=DAEMON), timeout=10,
                       check=logged("Another instance of uplinker is already running!")),
-                 Step(carrier("eth0", False), hooks=[UP0, DOWN1],
-                      route="default via 10.0.1.1 dev eth1"),
+                 Step(steps(plant_hard_link, carrier("eth0", False)), hooks=[UP0, DOWN1],
+                      route="default via 10.0.1.1 dev eth1", check=link_left_alone),
              ]),
     Scenario("a reader of standard output that goes away costs only its lines",
              setup=prelude('"$@" | head -n 1 >/dev/null; exit\n'), answer=TWO, steps=[
