@@ -9,7 +9,7 @@ import sys
 from harness import read_text
 from scenario import Scenario, Step, carrier, failover, send, steps
 from scenarios_checks import hook_killed, hung_hook, hung_pid
-from scenarios_frame import daemonised, logged as frame_log
+from scenarios_frame import START, daemonised, logged as frame_log
 
 UP0, DOWN1 = "-i eth0 -d up", "-i eth1 -d down"
 TWO = failover("eth0", "eth1")
@@ -53,9 +53,8 @@ ln -s "$root/log.sock" /dev/log
 SYSLOG = """import socket, sys
 s = socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM)
 s.bind(sys.argv[1])
-out = open(sys.argv[2], "ab", 0)
 while True:
-    out.write(s.recv(65536) + b"\\n")
+    open(sys.argv[2], "ab").write(s.recv(65536) + b"\\n")
 """
 
 
@@ -75,7 +74,7 @@ def in_syslog(text):
     return lambda w, d: "]: " + text in (read_text(w.syslog_file) or "")
 
 
-RECONFIGURE = steps(syslog_up, send(signal.SIGHUP))
+NO_SYSLOG = [("WARNING", "unable to log to syslog"), ("INFO", START % "TRACE")]
 
 SCENARIOS = [
     # Also the daemon start: the parent leaves, the daemon writes its pid file and goes on.
@@ -100,11 +99,16 @@ SCENARIOS = [
         Step(send(signal.SIGTERM), exit=0, log=["start deinit", "done"], check=hook_killed,
              timeout=5),
     ]),
-    Scenario("the system log gets labelled lines once it is up, and again after a restart",
+    Scenario("with no system log at start, the log goes to standard output",
              setup=prelude(DEV_LOG), args=["-i", "-p", "0"], answer=TWO, steps=[
-                 Step(uplink="eth0"),
-                 Step(RECONFIGURE, check=in_syslog("[DEBUG] start reconfigure")),
-                 Step(RECONFIGURE, check=in_syslog("[DEBUG] start reconfigure")),
+                 Step(uplink="eth0", check=lambda w, d: d.lines()[:2] == NO_SYSLOG),
+             ]),
+    Scenario("the system log gets labelled lines, and again after a restart",
+             setup=lambda w: prelude(DEV_LOG)(w) or syslog_up(w, None), args=["-i", "-p", "0"],
+             answer=TWO, steps=[
+                 Step(check=in_syslog("[DEBUG] main loop")),
+                 Step(steps(syslog_up, send(signal.SIGHUP)),
+                      check=in_syslog("[DEBUG] start reconfigure")),
              ]),
     # Two tasks: the main thread and eth0's check thread. eth1's cannot start; at the end the
     # leak checker of a sanitizer build can start its own in the place of eth0's.
