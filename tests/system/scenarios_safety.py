@@ -1,14 +1,14 @@
 # What a trusted system daemon promises beyond its documented behaviour: state files, standard
-# streams, SIGPIPE, a stop while a command hangs, the system log, a check thread that cannot
-# start. The order of the shutdown is checked with a hung probe in scenarios_checks.
+# streams, SIGPIPE, a stop while a command runs or hangs, the system log, a check thread that
+# cannot start. The order of the shutdown is checked with a hung probe in scenarios_checks.
 
 import os
 import signal
 import sys
 
-from harness import read_text
+from harness import read_text, wait_for
 from scenario import Scenario, Step, carrier, failover, send, steps
-from scenarios_checks import hook_killed, hung_hook, hung_pid
+from scenarios_checks import fake_tool, hook_killed, hung_hook, hung_pid
 from scenarios_frame import START, daemonised, logged as frame_log
 
 UP0, DOWN1 = "-i eth0 -d up", "-i eth1 -d down"
@@ -43,6 +43,13 @@ def link_left_alone(w, d):
     modes = [os.stat(w.run_dir + "/uplinker/" + p).st_mode & 0o777 for p in (
         "istate", "istate/eth0", "current_wan")]
     return read_text(w.root + "/victim") == "precious\n" and modes == [0o755, 0o644, 0o644]
+
+
+# An ip whose default route additions through eth1 take half a second.
+SLOW_IP = """#!/bin/sh
+case "$*" in "route add default "*eth1*) touch "%(root)s/adding"; sleep 0.5;; esac
+exec "$(PATH=${PATH#*:} command -v ip)" "$@"
+"""
 
 
 # A /dev of the daemon's own, whose /dev/log leads to the test's system log, up or not.
@@ -94,11 +101,20 @@ SCENARIOS = [
                  Step(uplink="eth0", hooks=[UP0]),
                  Step(carrier("eth0", False), uplink="eth1", hooks=[UP0, DOWN1]),
              ]),
-    Scenario("a stop ends a hung hook at once", setup=hung_hook, answer=TWO, steps=[
-        Step(hooks=[UP0], check=lambda w, d: hung_pid(w, "hook.pid")),
-        Step(send(signal.SIGTERM), exit=0, log=["start deinit", "done"], check=hook_killed,
-             timeout=5),
-    ]),
+    Scenario("a stop lets the hook run on for a while, and ends it within 3 s", setup=hung_hook,
+             answer=TWO, steps=[
+                 Step(hooks=[UP0], check=lambda w, d: hung_pid(w, "hook.pid")),
+                 Step(steps(send(signal.SIGTERM), lambda w, d: w.write(w.root + "/stopping", "")),
+                      exit=0, log=["start deinit", "done"], timeout=3, check=lambda w, d:
+                      hook_killed(w, d) and os.path.exists(w.root + "/finished")),
+             ]),
+    Scenario("a stop during a switch leaves the new default route", answer=TWO,
+             setup=fake_tool("ip", SLOW_IP), steps=[
+                 Step(uplink="eth0"),
+                 Step(steps(carrier("eth0", False), lambda w, d: wait_for("the addition", lambda:
+                      os.path.exists(w.root + "/adding")), send(signal.SIGTERM)), uplink="eth1",
+                      exit=0),
+             ]),
     Scenario("with no system log at start, the log goes to standard output",
              setup=prelude(DEV_LOG), args=["-i", "-p", "0"], answer=TWO, steps=[
                  Step(uplink="eth0", check=lambda w, d: d.lines()[:2] == NO_SYSLOG),
