@@ -46,7 +46,8 @@ namespace {
 
 // Descriptors other threads may open between the count below and the spawn.
 constexpr int OPENED_MEANWHILE = 64;
-// Where /proc is missing: the close actions stop here even under a huge descriptor limit.
+// Where /proc is missing: the close actions stop here even under a huge descriptor limit, or
+// when the limit cannot be read.
 constexpr rlim_t MAX_CLOSE_ACTIONS = 65536;
 
 // One past the highest descriptor number that can be open when the child starts. A new
@@ -56,7 +57,8 @@ int descriptorBound() {
     DIR* dir = opendir("/proc/self/fd");
     if (dir == nullptr) {
         rlimit limit{};
-        getrlimit(RLIMIT_NOFILE, &limit);
+        if (getrlimit(RLIMIT_NOFILE, &limit) != 0)
+            return static_cast<int>(MAX_CLOSE_ACTIONS);
         return static_cast<int>(std::min(limit.rlim_cur, MAX_CLOSE_ACTIONS));
     }
     int highest = STDERR_FILENO;

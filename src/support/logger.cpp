@@ -4,10 +4,12 @@
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
+#include <cstring>
 #include <ctime>
 #include <fcntl.h>
 #include <mutex>
 #include <sys/socket.h>
+#include <sys/un.h>
 #include <syslog.h>
 #include <unistd.h>
 #include <vector>
@@ -59,15 +61,29 @@ void writeAll(int fd, const char* data, size_t length) {
     }
 }
 
-// The system log need not be up yet: the C library connects to /dev/log again for a message
-// that finds it unconnected, and reconnects once when a send fails (the system log restarted).
-// So the target is unusable only when no local datagram socket can be made at all.
-bool syslogUsable() {
-    int fd = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    if (fd < 0)
-        return false;
-    close(fd);
-    return true;
+// Where the C library's syslog sends its messages.
+const char* const SYSLOG_SOCKET = "/dev/log";
+
+// The system log is usable when its socket takes a connection now; the C library reconnects on
+// its own when the system log restarts later. A system log that listens on a stream socket
+// refuses the datagram connect with EPROTOTYPE, as the C library expects too.
+bool syslogReachable() {
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    strncpy(address.sun_path, SYSLOG_SOCKET, sizeof(address.sun_path) - 1);
+    for (int type : {SOCK_DGRAM, SOCK_STREAM}) {
+        int fd = socket(AF_UNIX, type | SOCK_CLOEXEC, 0);
+        if (fd < 0)
+            return false;
+        bool connected = connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof(address)) == 0;
+        int error = errno;
+        close(fd);
+        if (connected)
+            return true;
+        if (error != EPROTOTYPE)
+            return false;
+    }
+    return false;
 }
 
 int syslogPriority(int level) {
@@ -148,7 +164,7 @@ bool Logger::setup(const PrintMode& mode, const std::string& ident, const int& o
                    const int& facility) {
     if (mode != SYSLOG_MODE)
         return setup(mode);
-    if (!syslogUsable())
+    if (!syslogReachable())
         return false;
     LoggerState& s = state();
     std::lock_guard<std::mutex> guard(s.mutex);

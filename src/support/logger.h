@@ -31,9 +31,9 @@ public:
     static bool setup(const PrintMode& mode);
     // Selects a log file (appended to); false when it cannot be opened.
     static bool setup(const PrintMode& mode, const std::string& fileName);
-    // Selects the system log under an identity; messages carry their label there too. The system
-    // log may come up later or restart: it gets the messages logged while it is up. False only
-    // when no local socket can be made.
+    // Selects the system log under an identity; messages carry their label there too. False when
+    // the system log cannot be reached now; once selected, it gets the messages logged after a
+    // restart of the system log too.
     static bool setup(const PrintMode& mode, const std::string& ident, const int& option,
                       const int& facility);
     // True when a message of this level would be written at the level in force.

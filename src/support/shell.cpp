@@ -1,6 +1,7 @@
 #include "support/shell.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstdint>
 #include <spawn.h>
 #include <unistd.h>
@@ -14,32 +15,50 @@ namespace {
 const char* const SHELL_PATH = "/bin/sh";
 // How often a running command's wait looks at the stop request.
 constexpr int64_t STOP_POLL_MS = 100;
+// What a stop leaves the commands of the last work step, counted from the moment it is first
+// seen: enough for a slow "ip route add" to follow its "del" and for a short hook, while a hung
+// one still ends the daemon within a few seconds.
+constexpr int64_t STOP_GRACE_MS = 2000;
+constexpr int64_t NOT_STOPPING = INT64_MAX;
 
 // Set once at start-up, before any thread runs; the flag itself is written by a signal handler.
 const volatile sig_atomic_t* gShellRunning = nullptr;
+std::atomic<int64_t> gStopDeadline{NOT_STOPPING};
 
-bool stopRequested() {
-    return gShellRunning != nullptr && *gShellRunning == 0;
+// The end of the stop's grace period, fixed when the stop is first seen; NOT_STOPPING before.
+int64_t stopDeadline() {
+    int64_t deadline = gStopDeadline.load();
+    if (deadline != NOT_STOPPING || gShellRunning == nullptr || *gShellRunning != 0)
+        return deadline;
+    int64_t fromNow = monotonicMs() + STOP_GRACE_MS;
+    // Another caller may have seen the stop first; its deadline stays.
+    gStopDeadline.compare_exchange_strong(deadline, fromNow);
+    return gStopDeadline.load();
 }
 
 enum class Outcome { Exited, TimedOut, Stopped };
 
-// Waits in short slices, so that a stop request ends the wait without waiting out the bound.
+// Waits in short slices, so that a stop request is seen while the command runs; the command
+// then gets what is left of the stop's grace period, or of its own bound if that ends first.
 Outcome waitForCommand(pid_t pid, int64_t deadline, int& status) {
     for (;;) {
-        int64_t slice = std::min(deadline, monotonicMs() + STOP_POLL_MS);
+        int64_t stop = stopDeadline();
+        int64_t slice = std::min({deadline, stop, monotonicMs() + STOP_POLL_MS});
         if (VRX::ChildProcess::waitUntil(pid, slice, status))
             return Outcome::Exited;
-        if (monotonicMs() >= deadline)
-            return Outcome::TimedOut;
-        if (stopRequested())
-            return Outcome::Stopped;
+        if (monotonicMs() >= std::min(deadline, stop))
+            return stop < deadline ? Outcome::Stopped : Outcome::TimedOut;
     }
 }
 
 } // namespace
 
 int runShell(const std::string& command, unsigned int timeoutSeconds) {
+    if (monotonicMs() >= stopDeadline()) {
+        // It would be killed at once: better not run at all than stop half-way.
+        LOG_DEBUG("command not run, the stop request's grace period is over: %s", command.c_str());
+        return -1;
+    }
     std::string shell = SHELL_PATH;
     std::string flag = "-c";
     std::string text = command;

@@ -13,8 +13,10 @@ constexpr unsigned int COMMAND_TIMEOUT_S = 10;
 // WARNING naming the command. Returns -1 when the shell could not be started or was killed.
 int runShell(const std::string& command, unsigned int timeoutSeconds);
 
-// From now on, a command that runs while *running is 0 (a stop was asked) is killed within
-// about 100 ms, so that a hung hook cannot hold a stopping daemon up to its time bound.
+// From now on, once *running is seen at 0 (a stop was asked), the commands still to run get a
+// common grace period of about 2 s from that moment: the one running and those started after it
+// end normally within it, and are killed at its end, so that a hung hook cannot hold a
+// stopping daemon up to its time bound. Nothing is started after it.
 void stopShellCommandsWith(const volatile sig_atomic_t* running);
 
 // True when the word is made only of letters, digits and ._-@+: and so needs no quoting.

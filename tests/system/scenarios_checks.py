@@ -47,18 +47,21 @@ case " $* " in *" 10.0.0.2 "*) echo $$ >> "%(root)s/hung"; exec sleep 3600;; esa
 exec "%(real)s" "$@"
 """
 
-# Records its call; the first call then never returns.
+# Records its call; the first call then never returns, but works for half a second once the
+# test has asked the daemon to stop.
 HUNG_HOOK = """#!/bin/sh
-echo "$*" >> %s
-[ -e %s ] && exit 0
-echo $$ > %s
+cd "%s"
+echo "$*" >> hook.log
+[ -e hook.pid ] && exit 0
+echo $$ > hook.pid
+until [ -e stopping ]; do sleep 0.05; done; sleep 0.5; touch finished
 sleep 3600
 """
 
 
 def hung_hook(w):
-    w.write(os.path.join(w.root, "etc-uplinker", "hooks", "after-switch-inet"), HUNG_HOOK % tuple(
-        os.path.join(w.root, f) for f in ("hook.log", "hook.pid", "hook.pid")), 0o755)
+    w.write(os.path.join(w.root, "etc-uplinker", "hooks", "after-switch-inet"),
+            HUNG_HOOK % w.root, 0o755)
 
 
 def alive(pid):

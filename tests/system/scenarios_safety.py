@@ -1,15 +1,15 @@
 # What a trusted system daemon promises beyond its documented behaviour: state files, standard
-# streams, SIGPIPE, a stop while a command hangs, the system log, a check thread that cannot
-# start. The order of the shutdown is checked with a hung probe in scenarios_checks.
+# streams, SIGPIPE, a stop while a command runs or hangs, the system log, a check thread that
+# cannot start. The order of the shutdown is checked with a hung probe in scenarios_checks.
 
 import os
 import signal
 import sys
 
-from harness import read_text
+from harness import read_text, wait_for
 from scenario import Scenario, Step, carrier, failover, send, steps
-from scenarios_checks import hook_killed, hung_hook, hung_pid
-from scenarios_frame import daemonised, logged as frame_log
+from scenarios_checks import fake_tool, hook_killed, hung_hook, hung_pid
+from scenarios_frame import START, daemonised, logged as frame_log
 
 UP0, DOWN1 = "-i eth0 -d up", "-i eth1 -d down"
 TWO = failover("eth0", "eth1")
@@ -32,10 +32,24 @@ def plant_link(w):
     os.symlink(w.root + "/victim", w.run_dir + "/uplinker/current_wan")
 
 
+def plant_hard_link(w, d):
+    # current_wan becomes a second name of the victim; eth0's state file writable by all.
+    os.unlink(w.run_dir + "/uplinker/current_wan")
+    os.link(w.root + "/victim", w.run_dir + "/uplinker/current_wan")
+    w.write(w.run_dir + "/uplinker/istate/eth0", "Up\n", 0o666)
+
+
 def link_left_alone(w, d):
-    modes = [os.stat(w.run_dir + p).st_mode & 0o777 for p in ("/uplinker/istate",
-                                                               "/uplinker/istate/eth0")]
-    return read_text(w.root + "/victim") == "precious\n" and modes == [0o755, 0o644]
+    modes = [os.stat(w.run_dir + "/uplinker/" + p).st_mode & 0o777 for p in (
+        "istate", "istate/eth0", "current_wan")]
+    return read_text(w.root + "/victim") == "precious\n" and modes == [0o755, 0o644, 0o644]
+
+
+# An ip whose default route additions through eth1 take half a second.
+SLOW_IP = """#!/bin/sh
+case "$*" in "route add default "*eth1*) touch "%(root)s/adding"; sleep 0.5;; esac
+exec "$(PATH=${PATH#*:} command -v ip)" "$@"
+"""
 
 
 # A /dev of the daemon's own, whose /dev/log leads to the test's system log, up or not.
@@ -46,9 +60,8 @@ ln -s "$root/log.sock" /dev/log
 SYSLOG = """import socket, sys
 s = socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM)
 s.bind(sys.argv[1])
-out = open(sys.argv[2], "ab", 0)
 while True:
-    out.write(s.recv(65536) + b"\\n")
+    open(sys.argv[2], "ab").write(s.recv(65536) + b"\\n")
 """
 
 
@@ -68,7 +81,7 @@ def in_syslog(text):
     return lambda w, d: "]: " + text in (read_text(w.syslog_file) or "")
 
 
-RECONFIGURE = steps(syslog_up, send(signal.SIGHUP))
+NO_SYSLOG = [("WARNING", "unable to log to syslog"), ("INFO", START % "TRACE")]
 
 SCENARIOS = [
     # Also the daemon start: the parent leaves, the daemon writes its pid file and goes on.
@@ -80,24 +93,38 @@ SCENARIOS = [
                       check=lambda w, d: link_left_alone(w, d) and daemonised(w, d)),
                  Step(lambda w, d: w.start_daemon(args=DAEMON), timeout=10,
                       check=logged("Another instance of uplinker is already running!")),
-                 Step(carrier("eth0", False), hooks=[UP0, DOWN1],
-                      route="default via 10.0.1.1 dev eth1"),
+                 Step(steps(plant_hard_link, carrier("eth0", False)), hooks=[UP0, DOWN1],
+                      route="default via 10.0.1.1 dev eth1", check=link_left_alone),
              ]),
     Scenario("a reader of standard output that goes away costs only its lines",
              setup=prelude('"$@" | head -n 1 >/dev/null; exit\n'), answer=TWO, steps=[
                  Step(uplink="eth0", hooks=[UP0]),
                  Step(carrier("eth0", False), uplink="eth1", hooks=[UP0, DOWN1]),
              ]),
-    Scenario("a stop ends a hung hook at once", setup=hung_hook, answer=TWO, steps=[
-        Step(hooks=[UP0], check=lambda w, d: hung_pid(w, "hook.pid")),
-        Step(send(signal.SIGTERM), exit=0, log=["start deinit", "done"], check=hook_killed,
-             timeout=5),
-    ]),
-    Scenario("the system log gets labelled lines once it is up, and again after a restart",
-             setup=prelude(DEV_LOG), args=["-i", "-p", "0"], answer=TWO, steps=[
+    Scenario("a stop lets the hook run on for a while, and ends it within 3 s", setup=hung_hook,
+             answer=TWO, steps=[
+                 Step(hooks=[UP0], check=lambda w, d: hung_pid(w, "hook.pid")),
+                 Step(steps(send(signal.SIGTERM), lambda w, d: w.write(w.root + "/stopping", "")),
+                      exit=0, log=["start deinit", "done"], timeout=3, check=lambda w, d:
+                      hook_killed(w, d) and os.path.exists(w.root + "/finished")),
+             ]),
+    Scenario("a stop during a switch leaves the new default route", answer=TWO,
+             setup=fake_tool("ip", SLOW_IP), steps=[
                  Step(uplink="eth0"),
-                 Step(RECONFIGURE, check=in_syslog("[DEBUG] start reconfigure")),
-                 Step(RECONFIGURE, check=in_syslog("[DEBUG] start reconfigure")),
+                 Step(steps(carrier("eth0", False), lambda w, d: wait_for("the addition", lambda:
+                      os.path.exists(w.root + "/adding")), send(signal.SIGTERM)), uplink="eth1",
+                      exit=0),
+             ]),
+    Scenario("with no system log at start, the log goes to standard output",
+             setup=prelude(DEV_LOG), args=["-i", "-p", "0"], answer=TWO, steps=[
+                 Step(uplink="eth0", check=lambda w, d: d.lines()[:2] == NO_SYSLOG),
+             ]),
+    Scenario("the system log gets labelled lines, and again after a restart",
+             setup=lambda w: prelude(DEV_LOG)(w) or syslog_up(w, None), args=["-i", "-p", "0"],
+             answer=TWO, steps=[
+                 Step(check=in_syslog("[DEBUG] main loop")),
+                 Step(steps(syslog_up, send(signal.SIGHUP)),
+                      check=in_syslog("[DEBUG] start reconfigure")),
              ]),
     # Two tasks: the main thread and eth0's check thread. eth1's cannot start; at the end the
     # leak checker of a sanitizer build can start its own in the place of eth0's.

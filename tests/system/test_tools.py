@@ -87,6 +87,9 @@ def test_ping_counts_late_replies_and_gives_up_on_silence(isp):
     runs = [(target, status, start_tool(isp, "uplinker-ping", "-I", SOURCE, *count,
                                         "--", target))
             for target, _, _, count, status in PING_CASES]
+    # No request leaves an address without a route: no waiting, the 5 s late reply still to come.
+    assert run_tool(isp, "uplinker-ping", "-I", "127.0.0.1", "-c1", "192.0.2.1")[::2] == (
+        1, "uplinker-ping: cannot send: Network is unreachable\n") and runs[2][2].poll() is None
     for target, status, proc in runs:
         verdict = "is alive" if status == 0 else "did not answer"
         assert finish(proc, started) == (status, "uplinker-ping: %s %s\n" % (target, verdict),

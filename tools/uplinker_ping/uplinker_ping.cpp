@@ -28,6 +28,8 @@ struct Pinger {
     int fd = -1;
     sockaddr_in to{};
     tools::EchoExpectation expected{};
+    unsigned sentOk = 0;
+    int sendError = 0;
 };
 
 // Raw sockets need root (which the daemon has); ICMP datagram sockets are the fallback for
@@ -68,12 +70,17 @@ bool openPinger(const tools::PingArgs& args, in_addr target, Pinger& pinger) {
 // A failed send (no route yet, for instance) is not the end: a later request may still pass.
 void sendRequest(Pinger& pinger, uint16_t seq) {
     std::vector<uint8_t> packet = tools::buildEchoRequest(pinger.expected.id, seq);
-    sendto(pinger.fd, packet.data(), packet.size(), 0, reinterpret_cast<sockaddr*>(&pinger.to),
-           sizeof pinger.to);
+    if (sendto(pinger.fd, packet.data(), packet.size(), 0, reinterpret_cast<sockaddr*>(&pinger.to),
+               sizeof pinger.to) < 0)
+        pinger.sendError = errno;
+    else
+        ++pinger.sentOk;
     pinger.expected.lastSeq = seq;
 }
 
-bool drainReplies(const Pinger& pinger) {
+// Reads the queued replies until ours is among them; a flood of others' replies (a raw socket
+// sees every echo reply of the host) must not hold the run past its end.
+bool drainReplies(const Pinger& pinger, const tools::Deadline& end) {
     uint8_t buffer[1500];
     for (;;) {
         sockaddr_in sender{};
@@ -86,10 +93,13 @@ bool drainReplies(const Pinger& pinger) {
             tools::isOurEchoReply(buffer, static_cast<size_t>(got), sender.sin_addr,
                                   pinger.expected))
             return true;
+        if (end.expired())
+            return false;
     }
 }
 
-// Sends the requests on their schedule and listens in between; true at the first reply.
+// Sends the requests on their schedule and listens in between; true at the first reply. When
+// not one request could leave, no reply can come: no waiting for one.
 bool exchange(Pinger& pinger, unsigned count) {
     tools::Deadline end((static_cast<int64_t>(count) - 1) * kIntervalMs + kReplyWaitMs);
     unsigned sent = 0;
@@ -100,11 +110,15 @@ bool exchange(Pinger& pinger, unsigned count) {
             sendRequest(pinger, static_cast<uint16_t>(++sent));
             nextSend = now + kIntervalMs;
         }
+        if (sent == count && pinger.sentOk == 0) {
+            tools::complain(kProgram, std::string("cannot send: ") + strerror(pinger.sendError));
+            return false;
+        }
         int wait = end.remainingMs();
         if (sent < count && nextSend - now < wait)
             wait = static_cast<int>(nextSend - now > 0 ? nextSend - now : 0);
         pollfd entry{pinger.fd, POLLIN, 0};
-        if (poll(&entry, 1, wait) > 0 && drainReplies(pinger))
+        if (poll(&entry, 1, wait) > 0 && drainReplies(pinger, end))
             return true;
     }
     return false;
