@@ -1,12 +1,13 @@
 #include "app/state_file.h"
 
-#include <cerrno>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include "support/log.h"
 #include "support/shell.h"
+#include "support/unique_fd.h"
+#include "support/write_all.h"
 
 namespace {
 
@@ -29,37 +30,25 @@ bool isOwnFile(int fd) {
            status.st_uid == ROOT_UID;
 }
 
-void writeAll(int fd, const std::string& text) {
-    size_t done = 0;
-    while (done < text.size()) {
-        ssize_t written = write(fd, text.data() + done, text.size() - done);
-        if (written < 0 && errno == EINTR)
-            continue;
-        if (written <= 0)
-            return;
-        done += static_cast<size_t>(written);
-    }
-}
-
 } // namespace
 
 void writeStateFile(const std::string& path, const std::string& directory,
                     const std::string& line) {
-    int fd = openForRewrite(path);
-    if (fd < 0) {
+    UniqueFd fd(openForRewrite(path));
+    if (!fd.valid()) {
         // /var/run is a tmpfs: the directory is gone after every boot, so it is created lazily.
         runShell("mkdir -p " + directory, COMMAND_TIMEOUT_S);
-        fd = openForRewrite(path);
+        fd.reset(openForRewrite(path));
     }
-    if (fd < 0)
+    if (!fd.valid())
         return;
-    if (isOwnFile(fd)) {
-        // A file left by an older version may be writable by others.
-        (void)fchmod(fd, STATE_FILE_MODE);
-        (void)ftruncate(fd, 0);
-        writeAll(fd, line + "\n");
-    } else {
+    if (!isOwnFile(fd.get())) {
         LOG_DEBUG("%s is not a regular file of root's with one link; left alone", path.c_str());
+        return;
     }
-    close(fd);
+    // A file left by an older version may be writable by others.
+    (void)fchmod(fd.get(), STATE_FILE_MODE);
+    (void)ftruncate(fd.get(), 0);
+    const std::string text = line + "\n";
+    (void)writeAll(fd.get(), text.data(), text.size());
 }

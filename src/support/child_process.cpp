@@ -15,9 +15,24 @@
 #include <unistd.h>
 
 #include "support/clock.h"
+#include "support/unique_fd.h"
 
 namespace VRX {
 namespace ChildProcess {
+
+namespace {
+
+// How long a sliced wait goes without looking at its deadline again.
+constexpr int64_t WAIT_SLICE_MS = 100;
+// The longest single pause on a pid descriptor, and the polling step without one.
+constexpr int64_t PIDFD_PAUSE_MS = 1000;
+constexpr int64_t POLL_PAUSE_MS = 10;
+constexpr long NS_PER_MS = 1000 * 1000;
+// The wait status of a child that exited with 127, what a shell reports for a program it could
+// not run.
+constexpr int LOST_STATUS = 127 << 8;
+
+} // namespace
 
 SpawnAttributes::SpawnAttributes() {
     posix_spawnattr_init(&attr_);
@@ -98,36 +113,36 @@ namespace {
 
 // A descriptor that becomes readable when the child exits, or -1 on kernels without pidfd,
 // where the wait falls back to polling.
-int openPidFd(pid_t pid) {
+UniqueFd openPidFd(pid_t pid) {
 #ifdef SYS_pidfd_open
-    return static_cast<int>(syscall(SYS_pidfd_open, pid, 0));
+    return UniqueFd(static_cast<int>(syscall(SYS_pidfd_open, pid, 0)));
 #else
     (void)pid;
-    return -1;
+    return UniqueFd();
 #endif
 }
 
-void pauseForExit(int pidFd, int64_t leftMs) {
-    if (pidFd >= 0) {
-        pollfd exited{pidFd, POLLIN, 0};
-        poll(&exited, 1, static_cast<int>(std::min<int64_t>(leftMs, 1000)));
+void pauseForExit(const UniqueFd& pidFd, int64_t leftMs) {
+    if (pidFd.valid()) {
+        pollfd exited{pidFd.get(), POLLIN, 0};
+        poll(&exited, 1, static_cast<int>(std::min(leftMs, PIDFD_PAUSE_MS)));
         return;
     }
-    const timespec pause{0, static_cast<long>(std::min<int64_t>(leftMs, 10)) * 1000 * 1000};
+    const timespec pause{0, static_cast<long>(std::min(leftMs, POLL_PAUSE_MS)) * NS_PER_MS};
     nanosleep(&pause, nullptr);
 }
 
 } // namespace
 
 bool waitUntil(pid_t pid, int64_t deadlineMs, int& status) {
-    int pidFd = openPidFd(pid);
+    const UniqueFd pidFd = openPidFd(pid);
     bool exited = false;
     for (;;) {
         pid_t reaped = waitChild(pid, &status, WNOHANG);
         if (reaped == pid || reaped < 0) {
             // Reaped elsewhere (SIGCHLD ignored): the status is lost, so it counts as failed.
             if (reaped < 0)
-                status = 127 << 8;
+                status = LOST_STATUS;
             exited = true;
             break;
         }
@@ -136,9 +151,17 @@ bool waitUntil(pid_t pid, int64_t deadlineMs, int& status) {
             break;
         pauseForExit(pidFd, left);
     }
-    if (pidFd >= 0)
-        close(pidFd);
     return exited;
+}
+
+bool waitInSlices(pid_t pid, int& status, const std::function<int64_t()>& deadlineMs) {
+    for (;;) {
+        const int64_t deadline = deadlineMs();
+        if (waitUntil(pid, std::min(deadline, monotonicMs() + WAIT_SLICE_MS), status))
+            return true;
+        if (monotonicMs() >= deadlineMs())
+            return false;
+    }
 }
 
 void killGroupAndReap(pid_t pid) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <spawn.h>
 #include <sys/types.h>
 
@@ -42,6 +43,10 @@ pid_t waitChild(pid_t pid, int* status, int options);
 // Waits for the child to exit until deadlineMs (monotonicMs); false when it is still running.
 // A child reaped elsewhere counts as exited with status 127.
 bool waitUntil(pid_t pid, int64_t deadlineMs, int& status);
+// Waits for the child's exit in slices of at most 100 ms, asking deadlineMs() anew before
+// each, so that a deadline that moves (a stop request, a stopped thread) is seen while the
+// child runs. True when the child exited; false once the deadline has passed.
+bool waitInSlices(pid_t pid, int& status, const std::function<int64_t()>& deadlineMs);
 // Kills the child's whole process group and reaps the child.
 void killGroupAndReap(pid_t pid);
 

@@ -14,6 +14,8 @@
 #include <unistd.h>
 #include <vector>
 
+#include "support/write_all.h"
+
 namespace VRX {
 
 namespace {
@@ -45,20 +47,6 @@ void releaseTarget(LoggerState& s) {
     if (s.mode == Logger::SYSLOG_MODE)
         closelog();
     s.mode = Logger::STDOUT_MODE;
-}
-
-// A whole line goes out in one write so lines from several threads and processes never mix;
-// a short write (full disk, signal) is completed rather than dropped.
-void writeAll(int fd, const char* data, size_t length) {
-    while (length > 0) {
-        ssize_t written = write(fd, data, length);
-        if (written < 0 && errno == EINTR)
-            continue;
-        if (written <= 0)
-            return;
-        data += written;
-        length -= static_cast<size_t>(written);
-    }
 }
 
 // Where the C library's syslog sends its messages.
@@ -199,8 +187,10 @@ void Logger::printfGeneric(int level, const char* label, const char* format, ...
         return;
     }
     std::string line = timeStamp() + " [" + text + "] " + message + "\n";
-    writeAll(s.mode == FILE_MODE && s.fileFd >= 0 ? s.fileFd : STDOUT_FILENO, line.data(),
-             line.size());
+    // A whole line goes out in one write, so lines from several threads and processes never
+    // mix; a short write (full disk, signal) is completed rather than dropped.
+    (void)writeAll(s.mode == FILE_MODE && s.fileFd >= 0 ? s.fileFd : STDOUT_FILENO, line.data(),
+                   line.size());
 }
 
 const std::string& Logger::getPrintLevelString() {

@@ -13,8 +13,6 @@
 namespace {
 
 const char* const SHELL_PATH = "/bin/sh";
-// How often a running command's wait looks at the stop request.
-constexpr int64_t STOP_POLL_MS = 100;
 // What a stop leaves the commands of the last work step, counted from the moment it is first
 // seen: enough for a slow "ip route add" to follow its "del" and for a short hook, while a hung
 // one still ends the daemon within a few seconds.
@@ -38,17 +36,13 @@ int64_t stopDeadline() {
 
 enum class Outcome { Exited, TimedOut, Stopped };
 
-// Waits in short slices, so that a stop request is seen while the command runs; the command
-// then gets what is left of the stop's grace period, or of its own bound if that ends first.
+// A stop request seen while the command runs leaves it what is left of the stop's grace
+// period, or of its own bound if that ends first.
 Outcome waitForCommand(pid_t pid, int64_t deadline, int& status) {
-    for (;;) {
-        int64_t stop = stopDeadline();
-        int64_t slice = std::min({deadline, stop, monotonicMs() + STOP_POLL_MS});
-        if (VRX::ChildProcess::waitUntil(pid, slice, status))
-            return Outcome::Exited;
-        if (monotonicMs() >= std::min(deadline, stop))
-            return stop < deadline ? Outcome::Stopped : Outcome::TimedOut;
-    }
+    if (VRX::ChildProcess::waitInSlices(pid, status,
+                                        [deadline] { return std::min(deadline, stopDeadline()); }))
+        return Outcome::Exited;
+    return stopDeadline() < deadline ? Outcome::Stopped : Outcome::TimedOut;
 }
 
 } // namespace

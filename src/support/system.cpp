@@ -19,6 +19,8 @@ namespace {
 
 // What a shell reports for a program it cannot start; callers only test for non-zero.
 constexpr int NOT_STARTED = 127;
+// A program ended by a signal reports as a shell would: 128 plus the signal's number.
+constexpr int KILLED_BY_SIGNAL = 128;
 constexpr int TIMED_OUT = -1;
 constexpr size_t READ_CHUNK = 16384;
 // How often a running program's wait looks at the calling thread's stop request.
@@ -69,22 +71,17 @@ bool collectOutput(int fd, int64_t deadline, std::string& output) {
     }
 }
 
-// Waits for the child's exit in short slices; false at the deadline or once the calling
-// thread is asked to stop, so that stopping a check thread does not wait out a hung probe.
+// False at the deadline or once the calling thread is asked to stop, so that stopping a check
+// thread does not wait out a hung probe.
 bool waitForExit(pid_t pid, int64_t deadline, int& status) {
-    for (;;) {
-        int64_t slice = std::min(deadline, monotonicMs() + CANCEL_POLL_MS);
-        if (ChildProcess::waitUntil(pid, slice, status))
-            return true;
-        if (monotonicMs() >= deadline || Thread::isCurrentCanceled())
-            return false;
-    }
+    return ChildProcess::waitInSlices(
+        pid, status, [deadline] { return Thread::isCurrentCanceled() ? int64_t{0} : deadline; });
 }
 
 int resultOf(int status) {
     if (WIFEXITED(status))
         return WEXITSTATUS(status);
-    return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : NOT_STARTED;
+    return WIFSIGNALED(status) ? KILLED_BY_SIGNAL + WTERMSIG(status) : NOT_STARTED;
 }
 
 } // namespace
