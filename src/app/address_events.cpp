@@ -14,12 +14,10 @@ constexpr uint8_t SCOPE_LINK = RT_SCOPE_LINK;
 
 void App::handleAddress(const netlink::AddressEvent& event) {
     const char* kind = event.added ? "RTM_NEWADDR" : "RTM_DELADDR";
-    const int index = event.ifIndex < 0 ? -1 : findWanByIndex(event.ifIndex);
-    if (index < 0 || !wans[index].config.enabled) {
-        LOG_TRACE("%s: index(%d) skipping as not wan interface", kind, event.ifIndex);
+    Wan* found = wanOfEvent(kind, event.ifIndex);
+    if (found == nullptr)
         return;
-    }
-    Wan& wan = wans[index];
+    Wan& wan = *found;
     const char* name = wan.ifname.c_str();
     if (event.scope == SCOPE_LINK) {
         LOG_WAN(TRACE, name, "%s Skipping link-local address", kind);

@@ -108,8 +108,10 @@ private:
     void driveActiveChecks();
 
     std::deque<Wan>::iterator findWanByName(const std::string& name);
-    // Index of the first WAN whose ifIndex matches, or -1.
-    int findWanByIndex(int32_t ifIndex) const;
+    // The enabled WAN an event of that kind about ifIndex concerns; nullptr (logged) for an
+    // event about any other interface. A negative index (a route without an output interface)
+    // is never taken for a WAN whose link has not been seen yet, although both carry -1.
+    Wan* wanOfEvent(const char* kind, int32_t ifIndex);
     // Index of the named WAN, or -1 for an empty or unknown name.
     int indexOfName(const std::string& name);
     // The WAN at index, or nullptr when index is outside the table.

@@ -83,12 +83,10 @@ void App::handleNewLink(const netlink::LinkEvent& event) {
 }
 
 void App::handleDelLink(const netlink::LinkGoneEvent& event) {
-    const int index = event.ifIndex < 0 ? -1 : findWanByIndex(event.ifIndex);
-    if (index < 0 || !wans[index].config.enabled) {
-        LOG_TRACE("RTM_DELLINK: index(%d) skipping as not wan interface", event.ifIndex);
+    Wan* found = wanOfEvent("RTM_DELLINK", event.ifIndex);
+    if (found == nullptr)
         return;
-    }
-    Wan& wan = wans[index];
+    Wan& wan = *found;
     LOG_WAN(TRACE, wan.ifname, "RTM_DELLINK");
     wan.ifIndex = -1;
     if (!wan.up)

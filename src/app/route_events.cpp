@@ -5,14 +5,10 @@
 
 void App::handleRoute(const netlink::RouteEvent& event) {
     const char* kind = event.added ? "RTM_NEWROUTE" : "RTM_DELROUTE";
-    // A route without an output interface (or with a nonsense one) is never taken for the
-    // route of a WAN whose link has not been seen yet, although both carry index -1.
-    const int index = event.outputIndex < 0 ? -1 : findWanByIndex(event.outputIndex);
-    if (index < 0 || !wans[index].config.enabled) {
-        LOG_TRACE("%s: index(%d) skipping as not wan interface", kind, event.outputIndex);
+    Wan* found = wanOfEvent(kind, event.outputIndex);
+    if (found == nullptr)
         return;
-    }
-    Wan& wan = wans[index];
+    Wan& wan = *found;
     const char* name = wan.ifname.c_str();
     LOG_WAN(TRACE, name, "%s index(%d) gw(%s) table(%d)", kind, event.outputIndex,
             dottedQuad(event.gateway).c_str(), event.table);

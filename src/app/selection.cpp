@@ -96,10 +96,14 @@ std::deque<Wan>::iterator App::findWanByName(const std::string& name) {
                         [&name](const Wan& wan) { return wan.ifname == name; });
 }
 
-int App::findWanByIndex(int32_t ifIndex) const {
-    for (size_t index = 0; index < wans.size(); ++index) {
-        if (wans[index].ifIndex == ifIndex)
-            return static_cast<int>(index);
+Wan* App::wanOfEvent(const char* kind, int32_t ifIndex) {
+    for (Wan& wan : wans) {
+        if (ifIndex >= 0 && wan.ifIndex == ifIndex) {
+            if (wan.config.enabled)
+                return &wan;
+            break;
+        }
     }
-    return -1;
+    LOG_TRACE("%s: index(%d) skipping as not wan interface", kind, ifIndex);
+    return nullptr;
 }
