@@ -47,44 +47,29 @@ const std::string TABLE = "Failed to find route table for x interface. Using def
 } // namespace
 
 TEST(ConfRepairs, OddEntries) {
+    // clang-format off
     const Case cases[] = {
-        {"16-bit values wrap silently",
-         MONITOR,
-         ETH,
-         "x ETHERNET on 100 300/10 Active Tcp '192.0.2.1' ipv4 1 4464",
-         {}},
+        {"16-bit values wrap silently", MONITOR, ETH,
+         "x ETHERNET on 100 300/10 Active Tcp '192.0.2.1' ipv4 1 4464", {}},
         {"a count of 256 is repaired",
          R"("monitor": {"checkInterval": 5, "active": {"hostname": "192.0.2", "icmpCount": 256}})",
-         ETH,
-         "x ETHERNET on 100 5/5 Passive Icmp '192.0.2' fqdn 4 0",
-         {COUNT}},
-        {"no monitor at all",
-         "\"priority\": 1",
-         ETH,
-         "x ETHERNET on 100 60/10 Passive Icmp '' fqdn 4 0",
-         {INTERVAL, COUNT}},
-        {"a cellular entry without its table",
-         MONITOR,
+         ETH, "x ETHERNET on 100 5/5 Passive Icmp '192.0.2' fqdn 4 0", {COUNT}},
+        {"no monitor at all", "\"priority\": 1", ETH,
+         "x ETHERNET on 100 60/10 Passive Icmp '' fqdn 4 0", {INTERVAL, COUNT}},
+        {"a cellular entry without its table", MONITOR,
          R"("type": "CELLULAR", "enabled": true, "available": true)",
-         "x PPP on 0 300/300 Active Tcp '192.0.2.1' ipv4 1 4464",
-         {TABLE}},
-        {"an unknown type needs no table",
-         R"("monitor": {"active": {"icmpCount": 255}})",
+         "x PPP on 0 300/300 Active Tcp '192.0.2.1' ipv4 1 4464", {TABLE}},
+        {"an unknown type needs no table", R"("monitor": {"active": {"icmpCount": 255}})",
          R"("type": "LTE", "enabled": true, "available": true)",
-         "x Unknown on 0 60/10 Passive Icmp '' fqdn 255 0",
-         {INTERVAL}},
-        {"the first of two inventory entries counts",
-         MONITOR,
+         "x Unknown on 0 60/10 Passive Icmp '' fqdn 255 0", {INTERVAL}},
+        {"the first of two inventory entries counts", MONITOR,
          R"("type": "WIFI", "enabled": false, "available": true}, {"interface": "x", )"
          R"("type": "ETHERNET", "enabled": true, "available": true)",
-         "x WIFI off 100 300/10 Active Tcp '192.0.2.1' ipv4 1 4464",
-         {}},
-        {"an unavailable entry is dropped",
-         MONITOR,
-         R"("type": "ETHERNET", "enabled": true, "available": false)",
-         "",
-         {}},
+         "x WIFI off 100 300/10 Active Tcp '192.0.2.1' ipv4 1 4464", {}},
+        {"an unavailable entry is dropped", MONITOR,
+         R"("type": "ETHERNET", "enabled": true, "available": false)", "", {}},
     };
+    // clang-format on
     VRX::Logger::setPrintLevel(VRX::Logger::PrintLevel::TRACE_LEVEL, true);
     VRX::Logger::setup(VRX::Logger::FILE_MODE, LOG_FILE);
     for (const Case& c : cases) {

@@ -45,9 +45,7 @@ Json::Value answerFor(Mode mode, const std::vector<WanSpec>& specs) {
 
 } // namespace
 
-Engine::Engine(Mode mode, const std::vector<WanSpec>& wans, const std::vector<std::string>& usable,
-               int verbosity)
-    : specs_(wans) {
+Engine::Engine(Mode mode, const std::vector<WanSpec>& wans) : specs_(wans) {
     VRX::Logger::setPrintLevel(VRX::Logger::PrintLevel::TRACE_LEVEL, true);
     VRX::Logger::setup(VRX::Logger::FILE_MODE, LOG_FILE);
     (void)truncate(LOG_FILE, 0);
@@ -65,10 +63,10 @@ Engine::Engine(Mode mode, const std::vector<WanSpec>& wans, const std::vector<st
     }
     Conf conf;
     conf.valid = conf.applyAnswer(answerFor(mode, wans), tables);
-    app_ = std::make_unique<App>(verbosity);
+    app_ = std::make_unique<App>(0);
     EXPECT_TRUE(app_->initWans(conf));
-    for (const std::string& name : usable)
-        this->usable(name);
+    for (const WanSpec& wan : wans)
+        usable(wan.name);
     EXPECT_TRUE(app_->openNetlink());
     for (int tries = 0; tries < 100 && !app_->started(); ++tries)
         app_->work();

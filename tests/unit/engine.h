@@ -30,10 +30,9 @@ constexpr unsigned DOWN = 0x1;
 
 class Engine {
 public:
-    // Builds the table through the configuration loader and completes the start-up dumps on a real
-    // rtnetlink socket; the WANs named in usable have link, address and gateway by then.
-    Engine(Mode mode, const std::vector<WanSpec>& wans, const std::vector<std::string>& usable,
-           int verbosity = 0);
+    // Builds the table through the configuration loader and completes the start-up dumps on a
+    // real rtnetlink socket; every WAN has link, address and gateway by then.
+    Engine(Mode mode, const std::vector<WanSpec>& wans);
     ~Engine();
 
     // Kernel events about one WAN, by name.
