@@ -6,7 +6,6 @@ import itertools
 import json
 import os
 import re
-import signal
 import socket
 import subprocess
 import sys
@@ -202,12 +201,7 @@ class World:
             else:
                 h.kill()
                 h.wait()
-        for pid in self.topo.pids():
-            try:
-                os.kill(pid, signal.SIGKILL)
-            except ProcessLookupError:
-                pass
+        self.topo.destroy()
         if self.cgroup:
             wait_for("an empty cgroup", lambda: subprocess.call(
                 ["rmdir", self.cgroup], stderr=subprocess.DEVNULL) == 0)
-        self.topo.destroy()

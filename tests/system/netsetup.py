@@ -92,13 +92,11 @@ class Topology:
         # The main table's default route, one normalised line ("" if none).
         return " ".join(self.ip_gw("route", "show", "table", "main", "default").split())
 
-    def pids(self):
-        return [int(p) for ns in (self.gw, self.isp)
-                for p in run("ip", "netns", "pids", ns, check=False).split()]
-
     def destroy(self):
+        # What still runs in the namespaces is killed first.
         for ns in (self.gw, self.isp):
-            run("ip", "netns", "del", ns, check=False)
+            run("sh", "-c", "ip netns pids $0 | xargs -r kill -9; ip netns del $0", ns,
+                check=False)
 
 
 def in_namespace(ns, action):

@@ -27,15 +27,11 @@ def tcp_listener(w, d=None):
 
 
 def fake_tool(name, script):
-    # A script first on the daemon's PATH under a tool's name; the other tools stay real.
+    # A script under a tool's name, before the real tools on the daemon's PATH.
     def setup(w):
-        fake = os.path.join(w.root, "fake-tools")
-        os.makedirs(fake)
-        for tool in set(os.listdir(w.tools_dir)) - {name}:
-            os.symlink(os.path.join(w.tools_dir, tool), os.path.join(fake, tool))
-        w.write(os.path.join(fake, name), script % {
+        w.write(w.root + "/fake-tools/" + name, script % {
             "root": w.root, "real": os.path.join(w.tools_dir, name)}, 0o755)
-        w.tools_dir = fake
+        w.tools_dir = w.root + "/fake-tools:" + w.tools_dir
     return setup
 
 
