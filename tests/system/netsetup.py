@@ -3,6 +3,7 @@
 # with its own policy-routing table holding a default route via the ISP end, and rules that send
 # traffic from or bound to the WAN through that table.
 
+import ctypes
 import os
 import socket
 import struct
@@ -17,6 +18,7 @@ WANS = {
     "ppp0": (3, "CELLULAR", "cellular", 103),
 }
 TARGET, TARGET2, DNS_SERVER = "192.0.2.1", "192.0.2.2", "192.0.2.53"
+CLONE_NEWNET = 0x40000000
 RT_TABLES = "255\tlocal\n254\tmain\n253\tdefault\n0\tunspec\n" + "".join(
     "%d\t%s\n" % (table, rt_name) for (_, _, rt_name, table) in WANS.values())
 
@@ -28,16 +30,10 @@ def run(*args, check=True):
     return res.stdout
 
 
-def gw_address(name):
-    return "10.0.%d.2" % WANS[name][0]
+def gw_address(name): return "10.0.%d.2" % WANS[name][0]  # noqa: E704
+def isp_address(name): return "10.0.%d.1" % WANS[name][0]  # noqa: E704
+def table_of(name): return WANS[name][3]  # noqa: E704
 
-
-def isp_address(name):
-    return "10.0.%d.1" % WANS[name][0]
-
-
-def table_of(name):
-    return WANS[name][3]
 
 class Topology:
     def __init__(self, gw, isp):
@@ -56,7 +52,7 @@ class Topology:
         for addr in (TARGET, TARGET2, DNS_SERVER):
             self.ip_isp("addr", "add", addr + "/32", "dev", "lo")
 
-    def add_wan(self, name, dormant=False, address=True, route=True):
+    def add_wan(self, name, dormant=False):
         # A dormant link comes up without RUNNING until set_operstate("up").
         self.ip_gw("link", "add", name, "type", "veth", "peer", "name", "i-" + name, "netns",
                    self.isp)
@@ -67,32 +63,27 @@ class Topology:
         self.ip_gw("link", "set", name, "up")
         self.ip_gw("rule", "add", "from", gw_address(name), "table", str(table_of(name)))
         self.ip_gw("rule", "add", "oif", name, "table", str(table_of(name)))
-        if address:
-            self.add_address(name)
-        if route:
-            self.add_route(name)
+        self.set_address(name, True)
+        self.set_route(name, True)
         self.wans.append(name)
 
-    def add_address(self, name):
-        self.ip_gw("addr", "add", gw_address(name) + "/24", "dev", name)
+    def set_address(self, name, present):
+        self.ip_gw("addr", "add" if present else "del", gw_address(name) + "/24", "dev", name)
 
-    def del_address(self, name):
-        self.ip_gw("addr", "del", gw_address(name) + "/24", "dev", name)
-
-    def add_route(self, name, table=None):
-        self.ip_gw("route", "add", "default", "via", isp_address(name), "dev", name, "table",
-                   str(table or table_of(name)), "onlink")
-
-    def del_route(self, name, table=None):
-        self.ip_gw("route", "del", "default", "table", str(table or table_of(name)))
+    def set_route(self, name, present):
+        # The default route in the WAN's own table.
+        via = ["via", isp_address(name), "dev", name, "onlink"] if present else []
+        self.ip_gw("route", "add" if present else "del", "default", "table", str(table_of(name)),
+                   *via)
 
     def set_carrier(self, name, on):
         # The ISP end down or up: the gateway end loses or regains its carrier.
         self.ip_isp("link", "set", "i-" + name, "up" if on else "down")
 
     def set_operstate(self, name, state):
-        run("ip", "netns", "exec", self.gw, sys.executable, os.path.abspath(__file__),
-            "operstate", name, state)
+        # Operational state through rtnetlink, as a Wi-Fi supplicant sets it (iproute2 cannot).
+        attr = (16, struct.pack("B", {"dormant": 5, "up": 6}[state]))  # IFLA_OPERSTATE
+        in_namespace(self.gw, lambda: send_link(19, 0x5, name, attrs=[attr]))  # RTM_SETLINK
 
     def set_target(self, addr, present):
         self.ip_isp("addr", "add" if present else "del", addr + "/32", "dev", "lo")
@@ -101,27 +92,45 @@ class Topology:
         # The main table's default route, one normalised line ("" if none).
         return " ".join(self.ip_gw("route", "show", "table", "main", "default").split())
 
-    def pids(self):
-        return [int(p) for ns in (self.gw, self.isp)
-                for p in run("ip", "netns", "pids", ns, check=False).split()]
-
     def destroy(self):
+        # What still runs in the namespaces is killed first.
         for ns in (self.gw, self.isp):
-            run("ip", "netns", "del", ns, check=False)
+            run("sh", "-c", "ip netns pids $0 | xargs -r kill -9; ip netns del $0", ns,
+                check=False)
 
 
-def set_operstate_here(ifname, state):
-    # Operational state through rtnetlink, as a Wi-Fi supplicant sets it (iproute2 cannot).
-    attr = struct.pack("=HHB3x", 5, 16, {"dormant": 5, "up": 6}[state])  # IFLA_OPERSTATE
-    body = struct.pack("=BxHiII", 0, 0, socket.if_nametoindex(ifname), 0, 0) + attr
-    msg = struct.pack("=IHHII", 16 + len(body), 19, 0x5, 1, 0) + body  # RTM_SETLINK, REQUEST|ACK
+def in_namespace(ns, action):
+    # Runs action() with this thread in the network namespace ns; what it opens stays there.
+    libc = ctypes.CDLL(None, use_errno=True)
+    fds = [os.open(p, os.O_RDONLY) for p in ("/proc/thread-self/ns/net", "/run/netns/" + ns)]
+    try:
+        if libc.setns(fds[1], CLONE_NEWNET) != 0:
+            raise OSError(ctypes.get_errno(), "setns " + ns)
+        return action()
+    finally:
+        libc.setns(fds[0], CLONE_NEWNET)
+        for fd in fds:
+            os.close(fd)
+
+
+def send_link(kind, flags, ifname, if_flags=0, attrs=(), port=0):
+    # One rtnetlink link message about ifname, from this process to the kernel (port 0, which
+    # acknowledges a request: an error raises) or to a process's port.
+    body = struct.pack("=BxHiII", 0, 0, socket.if_nametoindex(ifname), if_flags, 0)
+    for kind_of, data in attrs:
+        body += struct.pack("=HH", 4 + len(data), kind_of) + data + b"\0" * (-len(data) % 4)
+    msg = struct.pack("=IHHII", 16 + len(body), kind, flags, 1, os.getpid()) + body
     with socket.socket(socket.AF_NETLINK, socket.SOCK_RAW, socket.NETLINK_ROUTE) as sock:
-        sock.send(msg)
-        error = struct.unpack_from("=i", sock.recv(4096), 16)[0]
+        sock.sendto(msg, (port, 0))
+        error = struct.unpack_from("=i", sock.recv(4096), 16)[0] if port == 0 else 0
     if error != 0:
         raise OSError(-error, os.strerror(-error))
 
 
-# Run as "netsetup.py operstate IFNAME STATE" inside the gateway namespace.
+# "netsetup.py forge PORT", run in the gateway namespace as a given user: sends a port an
+# RTM_NEWLINK "eth0 up without RUNNING"; exits with 3 when the kernel refuses to deliver it.
 if __name__ == "__main__":
-    set_operstate_here(*sys.argv[2:])
+    try:
+        send_link(16, 0, "eth0", 0x1, [(3, b"eth0\0")], port=int(sys.argv[2]))  # IFLA_IFNAME
+    except PermissionError:
+        sys.exit(3)

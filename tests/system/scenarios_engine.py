@@ -14,8 +14,10 @@ LOCKING = "wlan0| ==               LOCKING CURRENT INTERFACE              =="
 EARLY = "wlan0| ==   UNLOCKING INTERFACE SINCE IT HAS INTERNET NOW      =="
 TIMEOUT = "wlan0| ==   UNLOCKING INTERFACE AFTER 30 SECONDS LOCK TIMEOUT  =="
 LOCKED = "  ! LOCKED  : lockedWan=0 , "
+CELL = "ppp0| Cellular connectivity status changed to %s"
 WLAN0 = ("wlan0", {"dormant": True})  # up without RUNNING, as while it re-associates
-FAILOVER = failover("eth0", "eth1")
+ROAMING_ROW = dict(wans=(WLAN0, "eth1"), answer=failover("wlan0", "eth1"),
+                   setup=lambda w: w.topo.set_operstate("wlan0", "up"))
 
 
 def one_request(w, d):
@@ -25,7 +27,7 @@ def one_request(w, d):
 def second_refused(w, d):
     if len(w.daemons) == 1:
         w.start_daemon()
-    return (w.daemons[1].proc.poll() == 1 and one_request(w, d) and
+    return (w.daemons[1].poll() == 1 and one_request(w, d) and
             "Another instance of uplinker is already running!" in w.daemons[1].messages("ERROR"))
 
 
@@ -33,128 +35,99 @@ def lock_dumped(w, d):
     return any(m.startswith(LOCKED) and m.endswith(" seconds remaining") for m in d.messages())
 
 
-def ends_with_done(w, d):
-    return d.messages()[-1] == "done" and "start deinit" in d.messages()
-
-
-def wlan0_up(w):
-    w.topo.set_operstate("wlan0", "up")
-
-
 def ip(*args):
     return lambda w, d: w.topo.ip_gw(*args)
 
 
 SCENARIOS = [
-    Scenario("start-up picks the most preferred usable WAN, a carrier loss fails over and back",
-             answer=failover(("eth1", {"priority": 20}), ("eth0", {"priority": 10})), steps=[
+    Scenario("start-up picks the most preferred usable WAN, a carrier loss fails over and back; "
+             "SIGHUP only logs, a second instance is refused, SIGINT ends the daemon cleanly",
+             answer=failover(("eth1", {"priority": 20}), ("eth0", {"priority": 10})),
+             errors=("Another instance of uplinker is already running!",), steps=[
                  Step(uplink="eth0", hooks=[UP0], istate={"eth0": UP, "eth1": UP},
-                      check=one_request,
-                      log=["uplinker starting up with log level TRACE", "INIT NETLINK COMPLETED",
-                           "App::switchInet: ip route add default via 10.0.0.1 dev eth0 "
-                           "table main"]),
-                 Step(carrier("eth0", False), uplink="eth1", hooks=[UP0, DOWN1],
-                      istate={"eth0": DOWN}, log=["eth0| Up state changed to false"]),
-                 Step(carrier("eth0", True), uplink="eth0", hooks=[UP0, DOWN1, UP0],
-                      istate={"eth0": UP}),
+                      check=one_request, log=[
+                          "uplinker starting up with log level TRACE", "INIT NETLINK COMPLETED",
+                          "App::switchInet: ip route add default via 10.0.0.1 dev eth0 "
+                          "table main"]),
+                 Step(send(signal.SIGHUP), log=["start reconfigure"], check=one_request),
+                 # The second instance tries the lock for 5 s before it gives up.
+                 Step(check=second_refused, timeout=8),
+                 Step(carrier("eth0", False), uplink="eth1", hooks=[DOWN1], istate={"eth0": DOWN},
+                      log=["eth0| Up state changed to false"]),
+                 Step(carrier("eth0", True), uplink="eth0", hooks=[UP0], istate={"eth0": UP}),
                  # With no WAN left, the last route and resolver link stay.
                  Step(steps(carrier("eth0", False), carrier("eth1", False)), uplink="",
                       route="default via 10.0.1.1 dev eth1", istate={"eth1": DOWN},
-                      hooks=[UP0, DOWN1, UP0, DOWN1, "-d down"],
+                      hooks=[DOWN1, "-d down"],
                       check=lambda w, d: w.resolver_link() == "/var/run/resolv_eth1.conf"),
-                 Step(carrier("eth1", True), uplink="eth1",
-                      hooks=[UP0, DOWN1, UP0, DOWN1, "-d down", UP1]),
-             ]),
-    Scenario("address and gateway losses fail over; their return fails back", answer=FAILOVER,
-             steps=[
+                 Step(carrier("eth1", True), uplink="eth1", hooks=[UP1]),
+                 # The state files stay for the next start.
+                 Step(send(signal.SIGINT), exit=0, uplink="eth1", check=lambda w, d: (
+                     d.messages()[-1] == "done" and "start deinit" in d.messages()))]),
+    Scenario("address and gateway losses fail over; their return fails back",
+             answer=failover("eth0", "eth1"), steps=[
                  Step(uplink="eth0"),
                  Step(address("eth0", False), uplink="eth1", hooks=[UP0, DOWN1],
                       istate={"eth0": DOWN}, log=["eth0| Address deleted"]),
                  # The kernel flushed eth0's routes with its address, without always saying so
                  # for the WAN's own table: the route returns first, the address decides.
                  Step(steps(route("eth0", True), address("eth0", True)), uplink="eth0",
-                      hooks=[UP0, DOWN1, UP0], log=["eth0| Address changed to 10.0.0.2"]),
-                 Step(route("eth0", False), uplink="eth1", hooks=[UP0, DOWN1, UP0, DOWN1],
-                      istate={"eth0": DOWN}, log=["eth0| Gateway deleted"]),
-                 Step(route("eth0", True), uplink="eth0", hooks=[UP0, DOWN1, UP0, DOWN1, UP0],
+                      hooks=[UP0], log=["eth0| Address changed to 10.0.0.2"]),
+                 Step(route("eth0", False), uplink="eth1", hooks=[DOWN1], istate={"eth0": DOWN},
+                      log=["eth0| Gateway deleted"]),
+                 Step(route("eth0", True), uplink="eth0", hooks=[UP0],
                       log=["eth0| Gateway set to 10.0.0.1"]),
                  # A link-scope address is no address of the WAN's.
                  Step(ip("addr", "add", "169.254.7.7/16", "scope", "link", "dev", "eth0"),
                       log=["eth0| RTM_NEWADDR Skipping link-local address"],
-                      nolog=["eth0| Address changed to 169.254.7.7"]),
-             ]),
+                      nolog=["eth0| Address changed to 169.254.7.7"])]),
     Scenario("Constant mode stays on the first enabled WAN",
-             answer=answer("CONSTANT", "eth0", "eth1"),
-             steps=[
+             answer=answer("CONSTANT", "eth0", "eth1"), steps=[
                  Step(uplink="eth0", hooks=[UP0], log=["  Uplinker mode [Constant]"]),
                  Step(carrier("eth0", False), uplink="", route="default via 10.0.0.1 dev eth0",
-                      hooks=[UP0, "-d down"], istate={"eth0": DOWN, "eth1": UP}),
-                 Step(carrier("eth0", True), uplink="eth0", hooks=[UP0, "-d down", UP0]),
-             ]),
+                      hooks=["-d down"], istate={"eth0": DOWN, "eth1": UP}),
+                 Step(carrier("eth0", True), uplink="eth0", hooks=[UP0])]),
     Scenario("a single enabled WAN switches to Constant mode; a disabled WAN reports only its "
              "cellular status", wans=("eth0", "ppp0"),
-             answer=failover("eth0", "ppp0", disabled=("ppp0",)), steps=[
+             answer=failover("eth0", ("ppp0", {"enabled": False})), steps=[
                  Step(uplink="eth0", hooks=[UP0], log=["auto switch to first mode"]),
                  Step(carrier("eth0", False), uplink="", route="default via 10.0.0.1 dev eth0",
-                      hooks=[UP0, "-d down"], check=lambda w, d: w.istate("ppp0") is None),
-                 Step(carrier("eth0", True), hooks=[UP0, "-d down", UP0]),
-                 Step(write("cell/status", "CONNECTED\n"),
-                      log=["ppp0| Cellular connectivity status changed to true"]),
-                 Step(write("cell/status", "NO SERVICE\n"), hooks=[UP0, "-d down", UP0],
-                      istate={"ppp0": "Disabled\n"},
-                      log=["ppp0| Cellular connectivity status changed to false"]),
-             ]),
+                      hooks=["-d down"], check=lambda w, d: w.istate("ppp0") is None),
+                 Step(carrier("eth0", True), hooks=[UP0]),
+                 Step(write("cell/status", "CONNECTED\n"), log=[CELL % "true"]),
+                 Step(write("cell/status", "NO SERVICE\n"), hooks=[],
+                      istate={"ppp0": "Disabled\n"}, log=[CELL % "false"])]),
     Scenario("the cellular status file makes ppp0 usable; only the exact word counts",
              wans=("ppp0", "eth1"), answer=failover("ppp0", "eth1"), steps=[
                  Step(uplink="eth1", hooks=[UP1], check=lambda w, d: w.istate("ppp0") is None),
-                 Step(write("cell/status", "CONNECTED\n"), uplink="ppp0", hooks=[UP1, UPP],
-                      istate={"ppp0": UP},
-                      log=["ppp0| Cellular connectivity status changed to true"]),
-                 Step(write("cell/status", "connected\n"), uplink="eth1",
-                      hooks=[UP1, UPP, DOWN1], istate={"ppp0": DOWN},
-                      log=["ppp0| Cellular connectivity status changed to false"]),
-                 Step(write("cell/status", "CONNECTED"), uplink="ppp0",
-                      hooks=[UP1, UPP, DOWN1, UPP]),
-             ]),
+                 Step(write("cell/status", "CONNECTED\n"), uplink="ppp0", hooks=[UPP],
+                      istate={"ppp0": UP}, log=[CELL % "true"]),
+                 Step(write("cell/status", "connected\n"), uplink="eth1", hooks=[DOWN1],
+                      istate={"ppp0": DOWN}, log=[CELL % "false"]),
+                 Step(write("cell/status", "CONNECTED"), uplink="ppp0", hooks=[UPP])]),
     Scenario("roaming of the current wlan0 locks it, and internet back unlocks it early",
-             wans=(WLAN0, "eth1"), setup=wlan0_up, answer=failover("wlan0", "eth1"),
-             args=["-i", "-e", "-p", "0", "-d", "-d"], steps=[
+             args=["-i", "-e", "-p", "0", "-d", "-d"], **ROAMING_ROW, steps=[
                  Step(uplink="wlan0", hooks=[UPW]),
                  Step(operstate("wlan0", "dormant"), log=[ROAMING, LOCKING],
                       istate={"wlan0": DOWN}),
                  # Locked: no switch to eth1 although wlan0 has no link.
-                 Step(nudge, uplink="wlan0", hooks=[UPW], check=lock_dumped, log=[
+                 Step(nudge, uplink="wlan0", hooks=[], check=lock_dumped, log=[
                      NUDGED, "RTM_NEWROUTE: index(1) skipping as not wan interface",
                      "Current wan interfaces state [work:229]: In locked state, all state "
                      "variables are fixed"]),
                  # The search from the top finds wlan0 again: a refresh without a direction.
-                 Step(operstate("wlan0", "up"), uplink="wlan0", hooks=[UPW, "-i wlan0"],
+                 Step(operstate("wlan0", "up"), uplink="wlan0", hooks=["-i wlan0"],
                       istate={"wlan0": UP}, nolog=[TIMEOUT],
                       log=[EARLY, "Search for best available wan among all enabled wans",
                            "Current wan interfaces state [work:261]: State variables right "
-                           "after unlocking"]),
-             ]),
+                           "after unlocking"])]),
     Scenario("roaming of a wlan0 that is not current takes no lock",
-             wans=("eth0", WLAN0), setup=wlan0_up, answer=failover("eth0", "wlan0"), steps=[
-                 Step(uplink="eth0", hooks=[UP0]),
-                 Step(operstate("wlan0", "dormant"), log=[ROAMING], nolog=[LOCKING],
-                      hooks=[UP0, "-i eth0"]),
-             ]),
-    Scenario("the roaming lock times out after 30 seconds", slow=True,
-             wans=(WLAN0, "eth1"), setup=wlan0_up, answer=failover("wlan0", "eth1"), steps=[
-                 Step(uplink="wlan0", hooks=[UPW]),
-                 Step(operstate("wlan0", "dormant"), log=[LOCKING]),
-                 Step(uplink="eth1", hooks=[UPW, DOWN1], log=[TIMEOUT], nolog=[EARLY],
-                      timeout=45),
-             ]),
-    Scenario("SIGHUP only logs, a second instance is refused, SIGINT ends the daemon cleanly",
-             answer=FAILOVER, errors=("Another instance of uplinker is already running!",),
-             steps=[
-                 Step(uplink="eth0", hooks=[UP0]),
-                 Step(send(signal.SIGHUP), log=["start reconfigure"], check=one_request),
-                 Step(check=second_refused, timeout=20),
-                 Step(carrier("eth0", False), uplink="eth1", hooks=[UP0, DOWN1]),
-                 # The state files stay for the next start.
-                 Step(send(signal.SIGINT), exit=0, uplink="eth1", check=ends_with_done),
-             ]),
+             wans=("eth0", WLAN0), setup=ROAMING_ROW["setup"], answer=failover("eth0", "wlan0"),
+             steps=[Step(uplink="eth0", hooks=[UP0]),
+                    Step(operstate("wlan0", "dormant"), log=[ROAMING], nolog=[LOCKING],
+                         hooks=["-i eth0"])]),
+    Scenario("the roaming lock times out after 30 seconds", slow=True, **ROAMING_ROW, steps=[
+        Step(uplink="wlan0", hooks=[UPW]),
+        Step(operstate("wlan0", "dormant"), log=[LOCKING]),
+        Step(uplink="eth1", hooks=[DOWN1], log=[TIMEOUT], nolog=[EARLY], timeout=35)]),
 ]

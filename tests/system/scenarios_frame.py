@@ -3,8 +3,8 @@
 
 import os
 
-from harness import LOG_LINE, read_text, uplinker_entry, waninfo_entry, config_answer
-from scenario import ANY_ERROR, Scenario, Step, failover
+from harness import log_lines, read_text
+from scenario import ANY_ERROR, Scenario, Step, active, failover
 
 USAGE = ["Usage: uplinker [param]", "Params:",
          "    -i         : interactive (foreground) mode",
@@ -18,8 +18,7 @@ START = "uplinker starting up with log level %s"
 
 def logged(w, rel):
     # The (label, message) pairs of a log file under the daemon's /var/run.
-    lines = (read_text(os.path.join(w.run_dir, rel)) or "").splitlines()
-    return [m.groups() for m in map(LOG_LINE.match, lines) if m]
+    return log_lines(os.path.join(w.run_dir, rel))
 
 
 def level_row(args, level, debug):
@@ -35,10 +34,12 @@ def usage_first(w, d):
 
 
 def log_target(in_file, on_stdout):
-    # The first lines of /run/x.log and of standard output; none at all where none are given.
+    # The first lines of /run/x.log (None: not looked at) and of standard output; none at all
+    # where none are given.
     def starts(lines, first):
         return lines[:len(first)] == first if first else lines == []
-    return lambda w, d: starts(logged(w, "x.log"), in_file) and starts(d.lines(), on_stdout)
+    return lambda w, d: ((in_file is None or starts(logged(w, "x.log"), in_file)) and
+                         starts(d.lines(), on_stdout))
 
 
 def daemonised(w, d):
@@ -47,7 +48,7 @@ def daemonised(w, d):
     if not text.strip() or "main loop" not in messages:
         return False
     pid = int(text)
-    return (text == "%d\n" % pid and pid != d.proc.pid and os.getsid(pid) == pid and
+    return (text == "%d\n" % pid and pid != d.pid and os.getsid(pid) == pid and
             os.readlink("/proc/%d/cwd" % pid) == "/" and
             messages.index("start demonize") < messages.index("done parent"))
 
@@ -72,18 +73,13 @@ DUMP_LINES = [
     "      wans  : currentWan=0  previousWan=0  searchNextInet=0  nextWan=-1, lastEnabledWan= 1"]
 
 
-def rich_answer():
-    # Every kind of entry: repaired values, a host name, the cellular table, and entries that
-    # are dropped (unavailable, no route table, not in the inventory).
-    probe = dict(check_type="TCP", hostname="probe.test", tcp_port=8080, icmp_count=300)
-    entries = [uplinker_entry("eth0", 30, monitor="ACTIVE", check_interval=0, icmp_count=0),
-               uplinker_entry("eth1", 20, check_interval=25, **probe),
-               uplinker_entry("ppp0", 10, check_interval=25, weight=3),
-               uplinker_entry("wlan0", 40), uplinker_entry("eth7", 50),
-               uplinker_entry("usb0", 60)]
-    inventory = [waninfo_entry(n) for n in ("eth0", "eth1", "ppp0")]
-    inventory += [waninfo_entry("wlan0", available=False), waninfo_entry("eth7", "ETHERNET")]
-    return config_answer("FAILOVER", entries, inventory)
+# Every kind of entry: repaired values, a host name, the cellular table, and entries that are
+# dropped (unavailable, no route table, not in the inventory).
+RICH = failover(active("eth0", priority=30, interval=0, count=0),
+                ("eth1", dict(priority=20, interval=25, check="TCP", host="probe.test", port=8080,
+                              count=300)),
+                ("ppp0", dict(priority=10, interval=25, weight=3)),
+                ("wlan0", {"available": False}), "eth7", ("usb0", {"listed": False}))
 
 
 SUMMARY = [
@@ -99,7 +95,7 @@ SUMMARY = [
 SCENARIOS = [
     Scenario("-h prints the usage and the start goes on", answer=None, errors=ANY_ERROR,
              args=["-h", "-i", "-e"], steps=[Step(exit=0, check=usage_first)]),
-    Scenario("the configuration summary shows every accepted entry, repaired", answer=rich_answer(),
+    Scenario("the configuration summary shows every accepted entry, repaired", answer=RICH,
              steps=[Step(log=SUMMARY + [
                  "Config: setting short check interval for eth0 interface to 10 seconds",
                  "Failed to find route table for eth7 interface. Skipping wan interface."],
@@ -111,7 +107,7 @@ SCENARIOS = [
     for name, args, in_file, on_stdout in [
         ("-l logs to the file alone", ["-i", "-l", "/run/x.log"], [("INFO", START % "INFO")], []),
         ("-l with an unusable file falls back to standard output", ["-i", "-l", "/run/no/x.log"],
-         [], [("WARNING", "unable to log to file"), ("INFO", START % "INFO")]),
+         None, [("WARNING", "unable to log to file"), ("INFO", START % "INFO")]),
         ("-e wins over -l", ["-i", "-e", "-l", "/run/x.log"], [], [("INFO", START % "INFO")])]
 ] + [
     level_row(*row) for row in [

@@ -1,4 +1,5 @@
-# Runs every scenario of the tables in scenarios_*.py against the real daemon.
+# Runs every scenario of the tables in scenarios_*.py against the real daemon, or those of
+# scenarios_$UPLINKER_SCENARIOS.py alone.
 
 import glob
 import importlib
@@ -9,7 +10,8 @@ import pytest
 import scenario
 
 ROWS = []
-for path in sorted(glob.glob(os.path.join(os.path.dirname(__file__), "scenarios_*.py"))):
+TABLES = "scenarios_%s.py" % os.environ.get("UPLINKER_SCENARIOS", "*")
+for path in sorted(glob.glob(os.path.join(os.path.dirname(__file__), TABLES))):
     module = importlib.import_module(os.path.basename(path)[:-3])
     ROWS += [pytest.param(s, id=s.name, marks=[pytest.mark.slow] if s.slow else [])
              for s in module.SCENARIOS]
