@@ -1,13 +1,13 @@
-# The engine driven by the kernel and the cellular status file: failover and fail-back,
-# Constant mode, the cellular WAN, the Wi-Fi roaming lock, start-up, signals and shutdown.
+# The engine driven by the real kernel: failover and fail-back on carrier, address and
+# gateway, a Wi-Fi's dormant link read as roaming, a disabled cellular WAN, start-up, signals
+# and shutdown. The engine's rules themselves are held in the unit tables.
 
 import signal
 
-from scenario import (NUDGED, Scenario, Step, address, answer, carrier, failover, nudge,
-                      operstate, route, send, steps, write)
+from scenario import (NUDGED, Scenario, Step, address, carrier, failover, nudge, operstate,
+                      route, send, steps, write)
 
-UP0, UP1, DOWN1, UPW, UPP = ("-i eth0 -d up", "-i eth1 -d up", "-i eth1 -d down",
-                             "-i wlan0 -d up", "-i ppp0 -d up")
+UP0, UP1, DOWN1, UPW = "-i eth0 -d up", "-i eth1 -d up", "-i eth1 -d down", "-i wlan0 -d up"
 UP, DOWN = "Up\n", "Down\n"
 ROAMING = "wlan0| ==                 WIFI ROAMING DETECTED                =="
 LOCKING = "wlan0| ==               LOCKING CURRENT INTERFACE              =="
@@ -81,30 +81,14 @@ SCENARIOS = [
                  Step(ip("addr", "add", "169.254.7.7/16", "scope", "link", "dev", "eth0"),
                       log=["eth0| RTM_NEWADDR Skipping link-local address"],
                       nolog=["eth0| Address changed to 169.254.7.7"])]),
-    Scenario("Constant mode stays on the first enabled WAN",
-             answer=answer("CONSTANT", "eth0", "eth1"), steps=[
-                 Step(uplink="eth0", hooks=[UP0], log=["  Uplinker mode [Constant]"]),
-                 Step(carrier("eth0", False), uplink="", route="default via 10.0.0.1 dev eth0",
-                      hooks=["-d down"], istate={"eth0": DOWN, "eth1": UP}),
-                 Step(carrier("eth0", True), uplink="eth0", hooks=[UP0])]),
     Scenario("a single enabled WAN switches to Constant mode; a disabled WAN reports only its "
              "cellular status", wans=("eth0", "ppp0"),
              answer=failover("eth0", ("ppp0", {"enabled": False})), steps=[
-                 Step(uplink="eth0", hooks=[UP0], log=["auto switch to first mode"]),
-                 Step(carrier("eth0", False), uplink="", route="default via 10.0.0.1 dev eth0",
-                      hooks=["-d down"], check=lambda w, d: w.istate("ppp0") is None),
-                 Step(carrier("eth0", True), hooks=[UP0]),
+                 Step(uplink="eth0", hooks=[UP0], log=["auto switch to first mode"],
+                      check=lambda w, d: w.istate("ppp0") is None),
                  Step(write("cell/status", "CONNECTED\n"), log=[CELL % "true"]),
                  Step(write("cell/status", "NO SERVICE\n"), hooks=[],
                       istate={"ppp0": "Disabled\n"}, log=[CELL % "false"])]),
-    Scenario("the cellular status file makes ppp0 usable; only the exact word counts",
-             wans=("ppp0", "eth1"), answer=failover("ppp0", "eth1"), steps=[
-                 Step(uplink="eth1", hooks=[UP1], check=lambda w, d: w.istate("ppp0") is None),
-                 Step(write("cell/status", "CONNECTED\n"), uplink="ppp0", hooks=[UPP],
-                      istate={"ppp0": UP}, log=[CELL % "true"]),
-                 Step(write("cell/status", "connected\n"), uplink="eth1", hooks=[DOWN1],
-                      istate={"ppp0": DOWN}, log=[CELL % "false"]),
-                 Step(write("cell/status", "CONNECTED"), uplink="ppp0", hooks=[UPP])]),
     Scenario("roaming of the current wlan0 locks it, and internet back unlocks it early",
              args=["-i", "-e", "-p", "0", "-d", "-d"], **ROAMING_ROW, steps=[
                  Step(uplink="wlan0", hooks=[UPW]),
@@ -121,13 +105,4 @@ SCENARIOS = [
                       log=[EARLY, "Search for best available wan among all enabled wans",
                            "Current wan interfaces state [work:261]: State variables right "
                            "after unlocking"])]),
-    Scenario("roaming of a wlan0 that is not current takes no lock",
-             wans=("eth0", WLAN0), setup=ROAMING_ROW["setup"], answer=failover("eth0", "wlan0"),
-             steps=[Step(uplink="eth0", hooks=[UP0]),
-                    Step(operstate("wlan0", "dormant"), log=[ROAMING], nolog=[LOCKING],
-                         hooks=["-i eth0"])]),
-    Scenario("the roaming lock times out after 30 seconds", slow=True, **ROAMING_ROW, steps=[
-        Step(uplink="wlan0", hooks=[UPW]),
-        Step(operstate("wlan0", "dormant"), log=[LOCKING]),
-        Step(uplink="eth1", hooks=[DOWN1], log=[TIMEOUT], nolog=[EARLY], timeout=35)]),
 ]

@@ -130,19 +130,14 @@ void Engine::probe(const std::string& name, bool ok) {
     sim::answer("uplinker-ping", wanAddress(indexOf(name), 2), ok);
 }
 
-void Engine::release(const std::string& key) {
-    sim::release(key);
-    settle();
-}
-
 void Engine::settle() {
-    // Every check asked for has stored its verdict, unless its probe is held.
+    // Every check asked for has stored its verdict.
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
     for (;;) {
         int running = 0;
         for (const Wan& wan : app_->wanTable())
             running += wan.readCheckState() == CheckState::RunActive ? 1 : 0;
-        if (running == sim::heldRuns())
+        if (running == 0)
             return;
         if (std::chrono::steady_clock::now() > deadline) {
             ADD_FAILURE() << "checks did not finish";
@@ -161,11 +156,7 @@ void Engine::step(int seconds) {
 }
 
 std::vector<std::string> Engine::commands() {
-    for (const std::string& command : sim::takeCommands())
-        commands_.push_back(command);
-    std::vector<std::string> taken;
-    taken.swap(commands_);
-    return taken;
+    return sim::takeCommands();
 }
 
 std::vector<std::string> Engine::hooks() {
@@ -178,27 +169,16 @@ std::vector<std::string> Engine::hooks() {
     return calls;
 }
 
-void Engine::readLog() {
+std::vector<std::string> Engine::log() {
     std::ifstream file(LOG_FILE);
     file.seekg(static_cast<std::streamoff>(logRead_));
+    std::vector<std::string> messages;
     std::string line;
     while (std::getline(file, line)) {
         logRead_ += line.size() + 1;
-        const size_t label = line.find("] ");
-        unread_.push_back(label == std::string::npos ? line : line.substr(label + 2));
+        messages.push_back(line.substr(line.find("] ") + 2));
     }
-}
-
-std::vector<std::string> Engine::log() {
-    readLog();
-    std::vector<std::string> messages;
-    messages.swap(unread_);
     return messages;
-}
-
-bool Engine::logged(const std::string& message) {
-    readLog();
-    return std::find(unread_.begin(), unread_.end(), message) != unread_.end();
 }
 
 std::vector<std::string> Engine::probed() {

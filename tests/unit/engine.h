@@ -46,8 +46,6 @@ public:
     void renumber(const std::string& name);
     // The probe of the WAN succeeds or fails from now on.
     void probe(const std::string& name, bool ok);
-    // Lets the probes held by key go on, and waits for their verdicts.
-    void release(const std::string& key);
 
     // Moves the clock on by seconds, with the decisions of a work step every second; the
     // checks a step starts finish before the next one.
@@ -55,10 +53,9 @@ public:
 
     // The hook's arguments ("-i eth1 -d down") for every run since the last call.
     std::vector<std::string> hooks();
-    // Every log message since the last call of log(); logged looks among them.
+    // Every log message since the last call.
     std::vector<std::string> log();
-    bool logged(const std::string& message);
-    // The hook's arguments and the shell commands since the last call of either.
+    // The shell commands since the last call of this or hooks().
     std::vector<std::string> commands();
     // The WANs probed since the last call, sorted.
     std::vector<std::string> probed();
@@ -68,12 +65,9 @@ public:
 private:
     int indexOf(const std::string& name) const;
     void settle();
-    void readLog();
 
     std::vector<WanSpec> specs_;
     std::vector<int32_t> ifIndex_;
     std::unique_ptr<App> app_;
-    std::vector<std::string> commands_;
     size_t logRead_ = 0;
-    std::vector<std::string> unread_;
 };

@@ -1,18 +1,14 @@
 #include "seams.h"
 
 #include <atomic>
-#include <chrono>
-#include <condition_variable>
 #include <fstream>
 #include <map>
 #include <mutex>
-#include <set>
 
 #include "support/clock.h"
 #include "support/shell.h"
 #include "support/system.h"
 #include "support/text.h"
-#include "support/thread.h"
 
 namespace {
 
@@ -23,11 +19,7 @@ const char* const CURRENT_WAN = "/var/run/uplinker/current_wan";
 
 struct Programs {
     std::mutex mutex;
-    std::condition_variable changed;
     std::map<std::pair<std::string, std::string>, std::pair<bool, std::string>> answers;
-    std::set<std::string> held;
-    // Runs waiting, by the key that holds them.
-    std::map<std::string, int> waiting;
     std::vector<std::string> runs;
 };
 
@@ -70,22 +62,8 @@ int System::execute(const std::string& command, const std::vector<std::string>& 
 int System::execute(const std::string& command, const std::vector<std::string>& arguments,
                     std::string& output, unsigned int /*timeoutMs*/) {
     Programs& p = programs();
-    std::unique_lock<std::mutex> guard(p.mutex);
+    std::lock_guard<std::mutex> guard(p.mutex);
     p.runs.push_back(command + " " + Text::join(arguments, ' '));
-    std::string heldBy;
-    for (const std::string& key : p.held) {
-        if (mentions(arguments, key))
-            heldBy = key;
-    }
-    if (!heldBy.empty()) {
-        ++p.waiting[heldBy];
-        // A stopped check thread must not wait for a release that never comes.
-        while (p.held.count(heldBy) != 0 && !Thread::isCurrentCanceled())
-            p.changed.wait_for(guard, std::chrono::milliseconds(10));
-        --p.waiting[heldBy];
-        if (Thread::isCurrentCanceled())
-            return -1;
-    }
     for (const auto& [key, reply] : p.answers) {
         if (key.first == command && mentions(arguments, key.second)) {
             output = reply.second;
@@ -123,33 +101,11 @@ void answer(const std::string& command, const std::string& key, bool ok,
     programs().answers[{command, key}] = {ok, output};
 }
 
-void hold(const std::string& key) {
-    std::lock_guard<std::mutex> guard(programs().mutex);
-    programs().held.insert(key);
-}
-
-void release(const std::string& key) {
-    std::lock_guard<std::mutex> guard(programs().mutex);
-    programs().held.erase(key);
-    programs().changed.notify_all();
-}
-
-int heldRuns() {
-    std::lock_guard<std::mutex> guard(programs().mutex);
-    // A run whose hold was released is on its way out and no longer counts.
-    int held = 0;
-    for (const auto& [key, count] : programs().waiting)
-        held += programs().held.count(key) != 0 ? count : 0;
-    return held;
-}
-
 void reset() {
     takeCommands();
     std::lock_guard<std::mutex> guard(programs().mutex);
     programs().answers.clear();
-    programs().held.clear();
     programs().runs.clear();
-    programs().changed.notify_all();
 }
 
 } // namespace sim

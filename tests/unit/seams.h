@@ -19,12 +19,7 @@ std::vector<std::string> takeRuns();
 // prints. Unscripted runs fail.
 void answer(const std::string& command, const std::string& key, bool ok,
             const std::string& output = "");
-// A run whose arguments contain key waits until released (or its thread is stopped).
-void hold(const std::string& key);
-void release(const std::string& key);
-// How many runs are waiting on a hold.
-int heldRuns();
-// Forgets every answer, hold and record.
+// Forgets every answer and record.
 void reset();
 
 } // namespace sim
