@@ -73,34 +73,60 @@ DUMP_LINES = [
     "      wans  : currentWan=0  previousWan=0  searchNextInet=0  nextWan=-1, lastEnabledWan= 1"]
 
 
-# Every kind of entry: repaired values, a host name, the cellular table, and entries that are
-# dropped (unavailable, no route table, not in the inventory).
-RICH = failover(active("eth0", priority=30, interval=0, count=0),
-                ("eth1", dict(priority=20, interval=25, check="TCP", host="probe.test", port=8080,
-                              count=300)),
-                ("ppp0", dict(priority=10, interval=25, weight=3)),
-                ("wlan0", {"available": False}), "eth7", ("usb0", {"listed": False}))
+# Every kind of entry, one repair each: values repaired with a warning (eth0, eth1), 16-bit
+# values that wrap silently and a duplicate inventory entry of which the first counts (eth2),
+# a type the daemon does not know (lte0), no monitor settings at all (eth3), a cellular entry
+# without the "cellular" table (ppp0), and entries that are dropped (unavailable, no route
+# table, not in the inventory).
+def rich():
+    a = failover(active("eth0", priority=30, interval=0, count=0),
+                 ("eth1", dict(priority=20, interval=25, check="TCP", host="probe.test",
+                               port=8080, count=300)),
+                 ("ppp0", dict(priority=10, interval=25, weight=3)), ("wlan0", {"available": False}),
+                 "eth7", ("usb0", {"listed": False}),
+                 ("eth2", dict(priority=40, count=65537, port=70000, enabled=False)),
+                 ("lte0", dict(priority=50, type="LTE", count=255)), ("eth3", {"priority": 60}))
+    del a["uplinker"]["wans"][-1]["monitor"]
+    a["waninfo"]["wans"].append(dict(a["waninfo"]["wans"][-3], enabled=True))
+    return a
 
 
-SUMMARY = [
-    "Configuration loaded:", "  Uplinker mode [Failover]", "  Number of wan interfaces [3]",
-    "  PPP     : [ppp0 ] - enabled , Prio/W [10/3], [Passive][Icmp], Interval [25], Tcp [:0], "
-    "Icmp [#1], Host [ipv4: 192.0.2.1]",
-    "  ETHERNET: [eth1 ] - enabled , Prio/W [20/1], [Passive][Tcp], Interval [25], Tcp [:8080], "
-    "Icmp [#4], Host [fqdn: probe.test]",
-    "  ETHERNET: [eth0 ] - enabled , Prio/W [30/1], [Active][Icmp], Interval [60], Tcp [:0], "
-    "Icmp [#4], Host [ipv4: 192.0.2.1]",
-]
+def summary(*entries):
+    return ["Configuration loaded:", "  Uplinker mode [Failover]",
+            "  Number of wan interfaces [%d]" % len(entries)] + [
+        "  %-8s: [%-5s] - %-8s, Prio/W [%s], [%s][%s], Interval [%-2s], Tcp [:%s], Icmp [#%s], "
+        "Host [%s]" % e for e in entries]
+
+
+SUMMARY = summary(
+    ("PPP", "ppp0", "enabled", "10/3", "Passive", "Icmp", 25, 0, 1, "ipv4: 192.0.2.1"),
+    ("ETHERNET", "eth1", "enabled", "20/1", "Passive", "Tcp", 25, 8080, 4, "fqdn: probe.test"),
+    ("ETHERNET", "eth0", "enabled", "30/1", "Active", "Icmp", 60, 0, 4, "ipv4: 192.0.2.1"),
+    ("ETHERNET", "eth2", "disabled", "40/1", "Passive", "Icmp", 2, 4464, 1, "ipv4: 192.0.2.1"),
+    ("Unknown", "lte0", "enabled", "50/1", "Passive", "Icmp", 2, 0, 255, "ipv4: 192.0.2.1"),
+    ("ETHERNET", "eth3", "enabled", "60/1", "Passive", "Icmp", 60, 0, 4, "fqdn: "))
+NO_CELLULAR = "".join("%d\t%s\n" % (100 + n, w) for n, w in enumerate(("eth0", "eth1", "eth2",
+                                                                         "eth3")))
+
+
+def warned(text, times):
+    return lambda w, d: d.messages("WARNING").count(text) == times
+
 
 SCENARIOS = [
     Scenario("-h prints the usage and the start goes on", answer=None, errors=ANY_ERROR,
              args=["-h", "-i", "-e"], steps=[Step(exit=0, check=usage_first)]),
-    Scenario("the configuration summary shows every accepted entry, repaired", answer=RICH,
-             steps=[Step(log=SUMMARY + [
-                 "Config: setting short check interval for eth0 interface to 10 seconds",
-                 "Failed to find route table for eth7 interface. Skipping wan interface."],
-                 check=lambda w, d: d.messages().count("Config: invalid icmp count value") == 2
-                 and "Config: invalid check interval value" in d.messages())]),
+    Scenario("the configuration summary shows every accepted entry, repaired", answer=rich(),
+             setup=lambda w: w.write(w.root + "/rt_tables", NO_CELLULAR), steps=[
+                 Step(log=SUMMARY + [
+                     "Config: setting short check interval for eth0 interface to 10 seconds",
+                     "Failed to find route table for ppp0 interface. Using default value.",
+                     "Failed to find route table for eth7 interface. Skipping wan interface."],
+                     # A cellular link's short interval is its full one: nothing to say.
+                     nolog=["Config: setting short check interval for ppp0 interface to %d "
+                            "seconds" % n for n in (10, 25)],
+                     check=lambda w, d: warned("Config: invalid icmp count value", 3)(w, d) and
+                     warned("Config: invalid check interval value", 2)(w, d))]),
 ] + [
     Scenario(name, answer=None, args=args, errors=ANY_ERROR, steps=[
         Step(exit=0, check=log_target(in_file, on_stdout))])
