@@ -34,7 +34,7 @@ public:
         SearchStart
     };
 
-    // What the engine has decided so far, for the state dump's readers and for tests.
+    // What the engine has decided so far, read by tests and fuzz targets.
     struct Indices {
         int previousWan;
         int currentWan;

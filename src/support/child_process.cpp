@@ -27,7 +27,7 @@ constexpr int64_t WAIT_SLICE_MS = 100;
 // The longest single pause on a pid descriptor, and the polling step without one.
 constexpr int64_t PIDFD_PAUSE_MS = 1000;
 constexpr int64_t POLL_PAUSE_MS = 10;
-constexpr long NS_PER_MS = 1000 * 1000;
+constexpr long NS_PER_MS = 1000000L;
 // The wait status of a child that exited with 127, what a shell reports for a program it could
 // not run.
 constexpr int LOST_STATUS = 127 << 8;
