@@ -81,12 +81,10 @@ Engine::~Engine() {
 }
 
 int Engine::indexOf(const std::string& name) const {
-    for (size_t i = 0; i < specs_.size(); ++i) {
-        if (specs_[i].name == name)
-            return static_cast<int>(i);
-    }
-    ADD_FAILURE() << "no WAN " << name;
-    return 0;
+    const auto found = std::find_if(specs_.begin(), specs_.end(),
+                                    [&](const WanSpec& wan) { return wan.name == name; });
+    EXPECT_NE(found, specs_.end()) << "no WAN " << name;
+    return found == specs_.end() ? 0 : static_cast<int>(found - specs_.begin());
 }
 
 void Engine::link(const std::string& name, unsigned flags) {
@@ -133,18 +131,14 @@ void Engine::probe(const std::string& name, bool ok) {
 void Engine::settle() {
     // Every check asked for has stored its verdict.
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-    for (;;) {
-        int running = 0;
-        for (const Wan& wan : app_->wanTable())
-            running += wan.readCheckState() == CheckState::RunActive ? 1 : 0;
-        if (running == 0)
-            return;
-        if (std::chrono::steady_clock::now() > deadline) {
-            ADD_FAILURE() << "checks did not finish";
-            return;
-        }
+    const auto running = [this] {
+        return std::any_of(app_->wanTable().begin(), app_->wanTable().end(), [](const Wan& wan) {
+            return wan.readCheckState() == CheckState::RunActive;
+        });
+    };
+    while (running() && std::chrono::steady_clock::now() < deadline)
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
+    EXPECT_FALSE(running()) << "checks did not finish";
 }
 
 void Engine::step(int seconds) {

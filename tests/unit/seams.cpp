@@ -1,11 +1,14 @@
 #include "seams.h"
 
+#include <algorithm>
 #include <atomic>
 #include <fstream>
 #include <map>
 #include <mutex>
+#include <utility>
 
 #include "support/clock.h"
+#include "support/paths.h"
 #include "support/shell.h"
 #include "support/system.h"
 #include "support/text.h"
@@ -15,26 +18,10 @@ namespace {
 // Well away from zero, where a never-checked WAN's stamp lies.
 std::atomic<int64_t> gNowMs{1000 * 1000};
 std::vector<std::string> gCommands;
-const char* const CURRENT_WAN = "/var/run/uplinker/current_wan";
-
-struct Programs {
-    std::mutex mutex;
-    std::map<std::pair<std::string, std::string>, std::pair<bool, std::string>> answers;
-    std::vector<std::string> runs;
-};
-
-Programs& programs() {
-    static Programs instance;
-    return instance;
-}
-
-bool mentions(const std::vector<std::string>& arguments, const std::string& key) {
-    for (const std::string& argument : arguments) {
-        if (argument == key)
-            return true;
-    }
-    return false;
-}
+// The probe and lookup programs' scripted answers and their runs, shared with check threads.
+std::mutex gProgramsMutex;
+std::map<std::pair<std::string, std::string>, std::pair<bool, std::string>> gAnswers;
+std::vector<std::string> gRuns;
 
 } // namespace
 
@@ -45,7 +32,7 @@ int64_t monotonicMs() {
 // A route change also notes the current-WAN file as it stands then, which must come first.
 int runShell(const std::string& command, unsigned int /*timeoutSeconds*/) {
     std::string current;
-    std::ifstream file(CURRENT_WAN);
+    std::ifstream file(CURRENT_WAN_FILE);
     if (command.rfind("ip route del", 0) == 0 && std::getline(file, current))
         current = " [" + current + "]";
     gCommands.push_back(command + current);
@@ -61,11 +48,11 @@ int System::execute(const std::string& command, const std::vector<std::string>& 
 
 int System::execute(const std::string& command, const std::vector<std::string>& arguments,
                     std::string& output, unsigned int /*timeoutMs*/) {
-    Programs& p = programs();
-    std::lock_guard<std::mutex> guard(p.mutex);
-    p.runs.push_back(command + " " + Text::join(arguments, ' '));
-    for (const auto& [key, reply] : p.answers) {
-        if (key.first == command && mentions(arguments, key.second)) {
+    std::lock_guard<std::mutex> guard(gProgramsMutex);
+    gRuns.push_back(command + " " + Text::join(arguments, ' '));
+    for (const auto& [key, reply] : gAnswers) {
+        if (key.first == command &&
+            std::find(arguments.begin(), arguments.end(), key.second) != arguments.end()) {
             output = reply.second;
             return reply.first ? 0 : 1;
         }
@@ -83,29 +70,25 @@ void advance(int seconds) {
 }
 
 std::vector<std::string> takeCommands() {
-    std::vector<std::string> taken;
-    taken.swap(gCommands);
-    return taken;
+    return std::exchange(gCommands, {});
 }
 
 std::vector<std::string> takeRuns() {
-    std::lock_guard<std::mutex> guard(programs().mutex);
-    std::vector<std::string> taken;
-    taken.swap(programs().runs);
-    return taken;
+    std::lock_guard<std::mutex> guard(gProgramsMutex);
+    return std::exchange(gRuns, {});
 }
 
 void answer(const std::string& command, const std::string& key, bool ok,
             const std::string& output) {
-    std::lock_guard<std::mutex> guard(programs().mutex);
-    programs().answers[{command, key}] = {ok, output};
+    std::lock_guard<std::mutex> guard(gProgramsMutex);
+    gAnswers[{command, key}] = {ok, output};
 }
 
 void reset() {
     takeCommands();
-    std::lock_guard<std::mutex> guard(programs().mutex);
-    programs().answers.clear();
-    programs().runs.clear();
+    std::lock_guard<std::mutex> guard(gProgramsMutex);
+    gAnswers.clear();
+    gRuns.clear();
 }
 
 } // namespace sim
