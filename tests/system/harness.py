@@ -95,7 +95,7 @@ class World:
         self.daemons, self.helpers, self.allowed_errors = [], [], set()
         # Shell code run in the daemon's namespaces just before it starts, with "$@" its command
         # line and $root the test's directory; it may start the daemon itself and exit.
-        self.prelude, self.cgroup, self.service = "", None, None
+        self.prelude, self.service = "", None
         self.run_dir, self.stub_dir = self.root + "/run", self.root + "/stub"
         self.hook_log = self.root + "/hook.log"
         os.makedirs(self.run_dir)
@@ -164,16 +164,6 @@ class World:
         self.daemons.append(Daemon(self, args, "uplinker-%d.out" % len(self.daemons)))
         return self.daemons[-1]
 
-    def limit_tasks(self, count):
-        # Starts the daemon in a pids cgroup of its own that allows count tasks (threads).
-        v1 = os.path.isdir("/sys/fs/cgroup/pids")
-        self.cgroup = os.path.join("/sys/fs/cgroup/pids" if v1 else "/sys/fs/cgroup", self.topo.gw)
-        self.write(os.path.join(self.cgroup, "pids.max"), str(count))
-        # "ip netns exec" gives the daemon a /sys without the cgroup mounts.
-        fs = "cgroup -o pids cgroup" if v1 else "cgroup2 cgroup"
-        self.prelude += ("mkdir /mnt/cg\nmount -t %s /mnt/cg\necho $$ > /mnt/cg/%s/cgroup.procs\n"
-                         % (fs, self.topo.gw))
-
     # What the daemon left behind: hook calls, state files.
     def hook_calls(self): return (read_text(self.hook_log) or "").splitlines()  # noqa: E704
     def current_wan(self): return read_text(self.run_dir + "/uplinker/current_wan")  # noqa: E704
@@ -202,6 +192,3 @@ class World:
                 h.kill()
                 h.wait()
         self.topo.destroy()
-        if self.cgroup:
-            wait_for("an empty cgroup", lambda: subprocess.call(
-                ["rmdir", self.cgroup], stderr=subprocess.DEVNULL) == 0)

@@ -11,12 +11,8 @@ import subprocess
 import sys
 
 # name -> (link number N, inventory type, rt_tables name, table number)
-WANS = {
-    "eth0": (0, "ETHERNET", "eth0", 100),
-    "eth1": (1, "ETHERNET", "eth1", 101),
-    "wlan0": (2, "WIFI", "wlan0", 102),
-    "ppp0": (3, "CELLULAR", "cellular", 103),
-}
+WANS = {"eth0": (0, "ETHERNET", "eth0", 100), "eth1": (1, "ETHERNET", "eth1", 101),
+        "wlan0": (2, "WIFI", "wlan0", 102), "ppp0": (3, "CELLULAR", "cellular", 103)}
 TARGET, TARGET2, DNS_SERVER = "192.0.2.1", "192.0.2.2", "192.0.2.53"
 CLONE_NEWNET = 0x40000000
 RT_TABLES = "255\tlocal\n254\tmain\n253\tdefault\n0\tunspec\n" + "".join(
@@ -37,13 +33,10 @@ def table_of(name): return WANS[name][3]  # noqa: E704
 
 class Topology:
     def __init__(self, gw, isp):
-        self.gw, self.isp, self.wans = gw, isp, []
+        self.gw, self.isp = gw, isp
 
-    def ip_gw(self, *args, check=True):
-        return run("ip", "-n", self.gw, *args, check=check)
-
-    def ip_isp(self, *args):
-        return run("ip", "-n", self.isp, *args)
+    def ip_gw(self, *args): return run("ip", "-n", self.gw, *args)  # noqa: E704
+    def ip_isp(self, *args): return run("ip", "-n", self.isp, *args)  # noqa: E704
 
     def create(self):
         for ns in (self.gw, self.isp):
@@ -65,7 +58,6 @@ class Topology:
         self.ip_gw("rule", "add", "oif", name, "table", str(table_of(name)))
         self.set_address(name, True)
         self.set_route(name, True)
-        self.wans.append(name)
 
     def set_address(self, name, present):
         self.ip_gw("addr", "add" if present else "del", gw_address(name) + "/24", "dev", name)

@@ -10,6 +10,7 @@ from harness import read_text
 from scenario import Scenario, Step, active, carrier, failover, send, target
 
 UP1, UP0, DOWN1 = "-i eth1 -d up", "-i eth0 -d up", "-i eth1 -d down"
+UPW, DOWNW = "-i wlan0 -d up", "-i wlan0 -d down"
 T1, T2 = netsetup.TARGET, netsetup.TARGET2
 TRUE0, FALSE0 = ("eth0| Active check result changed to %s" % v for v in ("true", "false"))
 HOOK = "/etc/uplinker/hooks/after-switch-inet"
@@ -22,8 +23,8 @@ def name_server(w):
     w.write_run_file("resolv_eth0.conf", "search example\n" * 70000 + "nameserver 192.0.2.53\n")
 
 
-def tcp_listener(w, d=None):
-    w.listener = w.start_tcp_listener(T1, 8080)
+def tcp_listener(w, d):
+    w.listener = w.start_tcp_listener(T2, 8080)
 
 
 def fake_tool(name, script):
@@ -85,25 +86,22 @@ sleep 65
 """
 
 ICMP_RUN = "eth0| Run checking active -> uplinker-ping -I 10.0.0.2 -c 1 192.0.2.1"
+TCP_RUN = "eth1| Run checking active -> inet-check -m active -h 192.0.2.2 -t tcp -p 8080 eth1"
 
 SCENARIOS = [
     # A probe to a silent target waits 6 s for a late reply, and checks start 2 s apart: a
-    # verdict may take two probes.
-    Scenario("an ICMP check steers failover and back", answer=failover(active("eth0"), "eth1"),
-             steps=[
-                 # eth0 waits for its first successful check; eth1 carries the route meanwhile.
-                 Step(uplink="eth0", hooks=[UP1, UP0], log=[ICMP_RUN, TRUE0], timeout=8),
-                 Step(target(T1, False), uplink="eth1", hooks=[DOWN1], istate={"eth0": "Down\n"},
-                      log=[FALSE0], timeout=15),
+    # verdict may take two probes. eth1's TCP check is refused until its listener starts.
+    Scenario("ICMP and TCP checks steer failover and back", wans=("eth0", "eth1", "wlan0"),
+             answer=failover(active("eth0"), active("eth1", check="TCP", host=T2, port=8080),
+                             "wlan0"), steps=[
+                 # Active WANs wait for their first successful check; wlan0 carries the route.
+                 Step(uplink="eth0", hooks=[UPW, UP0], log=[ICMP_RUN, TRUE0], timeout=8),
+                 Step(target(T1, False), uplink="wlan0", hooks=[DOWNW], istate={"eth0": "Down\n"},
+                      log=[FALSE0, TCP_RUN], timeout=15),
+                 Step(tcp_listener, uplink="eth1", hooks=[UP1], timeout=8),
+                 Step(lambda w, d: w.listener.close(), uplink="wlan0", hooks=[DOWNW], timeout=8,
+                      log=["eth1| Active check result changed to false"]),
                  Step(target(T1, True), uplink="eth0", hooks=[UP0], log=[TRUE0], timeout=15)]),
-    Scenario("a TCP check steers failover and back", setup=tcp_listener,
-             answer=failover(active("eth0", check="TCP", port=8080), "eth1"), steps=[
-                 Step(uplink="eth0", hooks=[UP1, UP0], timeout=8, log=[
-                     "eth0| Run checking active -> inet-check -m active -h 192.0.2.1 -t tcp "
-                     "-p 8080 eth0"]),
-                 Step(lambda w, d: w.listener.close(), uplink="eth1", hooks=[DOWN1],
-                      log=[FALSE0], timeout=8),
-                 Step(tcp_listener, uplink="eth0", hooks=[UP0], timeout=8)]),
     Scenario("a host name is resolved through the WAN's own name server", setup=name_server,
              answer=failover(active("eth0", host="probe.test", count=2), "eth1"), steps=[
                  Step(uplink="eth0", hooks=[UP1, UP0], timeout=8,

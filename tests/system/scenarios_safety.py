@@ -1,6 +1,6 @@
 # What a trusted system daemon promises beyond its documented behaviour: state files, standard
-# streams, SIGPIPE, a stop while a command runs or hangs, the system log, a check thread that
-# cannot start. The order of the shutdown is checked with a hung probe in scenarios_checks.
+# streams, SIGPIPE, a stop while a command runs or hangs, the system log. The order of the
+# shutdown is checked with a hung probe in scenarios_checks.
 
 import os
 import signal
@@ -15,7 +15,6 @@ UP0, DOWN1 = "-i eth0 -d up", "-i eth1 -d down"
 TWO = failover("eth0", "eth1")
 # Daemon mode, logging to a file in the test's /run.
 DAEMON = ["-l", "/run/uplinker.log", "-p", "0"]
-NO_THREAD = "eth1| unable to start the check thread"
 
 
 def prelude(text):
@@ -58,11 +57,8 @@ mount -t overlay dev -o lowerdir=/dev,upperdir=/mnt/dev-upper,workdir=/mnt/dev-w
 ln -s "$root/log.sock" /dev/log
 """
 SYSLOG = """import socket, sys
-s = socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM)
-s.bind(sys.argv[1])
-while True:
-    open(sys.argv[2], "ab").write(s.recv(65536) + b"\\n")
-"""
+s = socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM); s.bind(sys.argv[1])
+while True: open(sys.argv[2], "ab").write(s.recv(65536) + b"\\n")"""
 
 
 def syslog_up(w, d):
@@ -95,43 +91,30 @@ SCENARIOS = [
                  Step(lambda w, d: w.start_daemon(args=DAEMON), timeout=8,
                       check=logged("Another instance of uplinker is already running!")),
                  Step(steps(plant_hard_link, carrier("eth0", False)), hooks=[DOWN1],
-                      route="default via 10.0.1.1 dev eth1", check=link_left_alone),
-             ]),
+                      route="default via 10.0.1.1 dev eth1", check=link_left_alone)]),
     Scenario("a reader of standard output that goes away costs only its lines",
              setup=prelude('"$@" | head -n 1 >/dev/null; exit\n'), answer=TWO, steps=[
                  Step(uplink="eth0", hooks=[UP0]),
-                 Step(carrier("eth0", False), uplink="eth1", hooks=[DOWN1]),
-             ]),
+                 Step(carrier("eth0", False), uplink="eth1", hooks=[DOWN1])]),
     Scenario("a stop lets the hook run on for a while, and ends it within 3 s", setup=hung_hook,
              answer=TWO, steps=[
                  Step(hooks=[UP0], check=lambda w, d: hung_pid(w, "hook.pid")),
                  Step(steps(send(signal.SIGTERM), lambda w, d: w.write(w.root + "/stopping", "")),
                       exit=0, log=["start deinit", "done"], timeout=3, check=lambda w, d:
-                      hook_killed(w, d) and os.path.exists(w.root + "/finished")),
-             ]),
+                      hook_killed(w, d) and os.path.exists(w.root + "/finished"))]),
     Scenario("a stop during a switch leaves the new default route", answer=TWO,
              setup=fake_tool("ip", SLOW_IP), steps=[
                  Step(uplink="eth0"),
                  Step(steps(carrier("eth0", False), lambda w, d: wait_for("the addition", lambda:
                       os.path.exists(w.root + "/adding")), send(signal.SIGTERM)), uplink="eth1",
-                      exit=0),
-             ]),
+                      exit=0)]),
     Scenario("with no system log at start, the log goes to standard output",
              setup=prelude(DEV_LOG), args=["-i", "-p", "0"], answer=TWO, steps=[
-                 Step(uplink="eth0", check=lambda w, d: d.lines()[:2] == NO_SYSLOG),
-             ]),
+                 Step(uplink="eth0", check=lambda w, d: d.lines()[:2] == NO_SYSLOG)]),
     Scenario("the system log gets labelled lines, and again after a restart",
              setup=lambda w: prelude(DEV_LOG)(w) or syslog_up(w, None), args=["-i", "-p", "0"],
              answer=TWO, steps=[
                  Step(check=in_syslog("[DEBUG] main loop")),
                  Step(steps(syslog_up, send(signal.SIGHUP)),
-                      check=in_syslog("[DEBUG] start reconfigure")),
-             ]),
-    # Two tasks: the main thread and eth0's check thread. eth1's cannot start; at the end the
-    # leak checker of a sanitizer build can start its own in the place of eth0's.
-    Scenario("a check thread that cannot start fails init", setup=lambda w: w.limit_tasks(2),
-             answer=TWO, errors=(NO_THREAD, "init failed!"), steps=[
-                 Step(exit=0, log=[NO_THREAD, "init failed!", "done"],
-                      nolog=["eth0| unable to start the check thread"]),
-             ]),
+                      check=in_syslog("[DEBUG] start reconfigure"))]),
 ]

@@ -3,10 +3,9 @@
 #include <algorithm>
 #include <arpa/inet.h>
 #include <chrono>
+#include <cstdlib>
 #include <fstream>
 #include <set>
-#include <sstream>
-#include <sys/stat.h>
 #include <thread>
 #include <unistd.h>
 
@@ -49,11 +48,10 @@ Engine::Engine(Mode mode, const std::vector<WanSpec>& wans) : specs_(wans) {
     VRX::Logger::setPrintLevel(VRX::Logger::PrintLevel::TRACE_LEVEL, true);
     VRX::Logger::setup(VRX::Logger::FILE_MODE, LOG_FILE);
     (void)truncate(LOG_FILE, 0);
-    mkdir("/var/run/uplinker", 0755);
-    mkdir("/var/run/uplinker/istate", 0755);
-    mkdir("/var/run/cell", 0755);
-    (void)unlink(CELL_STATUS_FILE);
-    (void)unlink(CURRENT_WAN_FILE);
+    // No state file of the engine before.
+    EXPECT_EQ(std::system("rm -rf /var/run/uplinker /var/run/cell && "
+                          "mkdir -p /var/run/uplinker/istate /var/run/cell"),
+              0);
     std::map<std::string, int> tables;
     for (size_t i = 0; i < wans.size(); ++i) {
         sim::answer("uplinker-ping", wanAddress(i, 2), wans[i].probeOk);
@@ -149,14 +147,10 @@ void Engine::step(int seconds) {
     }
 }
 
-std::vector<std::string> Engine::commands() {
-    return sim::takeCommands();
-}
-
 std::vector<std::string> Engine::hooks() {
     std::vector<std::string> calls;
     const std::string hook = HOOK_PATH;
-    for (const std::string& command : commands()) {
+    for (const std::string& command : sim::takeCommands()) {
         if (command.rfind(hook, 0) == 0)
             calls.push_back(command.size() > hook.size() ? command.substr(hook.size() + 1) : "");
     }

@@ -51,12 +51,11 @@ public:
     // checks a step starts finish before the next one.
     void step(int seconds = 1);
 
-    // The hook's arguments ("-i eth1 -d down") for every run since the last call.
+    // The hook's arguments ("-i eth1 -d down") for every run since the last call; the other shell
+    // commands are dropped with them.
     std::vector<std::string> hooks();
     // Every log message since the last call.
     std::vector<std::string> log();
-    // The shell commands since the last call of this or hooks().
-    std::vector<std::string> commands();
     // The WANs probed since the last call, sorted.
     std::vector<std::string> probed();
 

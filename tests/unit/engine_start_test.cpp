@@ -24,7 +24,7 @@ TEST(EngineStart, FirstSwitchInItsOrder) {
         link("eth0"),
         std::string(HOOK_PATH) + " -i eth0 -d up",
     };
-    EXPECT_EQ(engine.commands(), expected);
+    EXPECT_EQ(sim::takeCommands(), expected);
 }
 
 // A name server that does not answer is passed over for the next; a name nobody resolves is
