@@ -8,12 +8,8 @@
 #include "support/logger.h"
 
 #define FUZZ_CHECK(condition)                                                                      \
-    do {                                                                                           \
-        if (!(condition)) {                                                                        \
-            std::fprintf(stderr, "fuzz property broken: %s\n", #condition);                        \
-            std::abort();                                                                          \
-        }                                                                                          \
-    } while (0)
+    ((condition) ? (void)0                                                                         \
+                 : (std::fprintf(stderr, "fuzz property broken: %s\n", #condition), std::abort()))
 
 inline bool quietLogger() {
     VRX::Logger::setPrintLevel(VRX::Logger::PrintLevel::TRACE_LEVEL, false);

@@ -75,8 +75,6 @@ class Daemon(subprocess.Popen):
     def messages(self, label=None):
         return [m for (lab, m) in self.lines() if label in (None, lab)]
 
-    def running(self): return self.poll() is None  # noqa: E704
-
     def stop(self):
         self.terminate()
         try:
@@ -110,9 +108,6 @@ class World:
         with open(path, "wb" if isinstance(text, bytes) else "w") as f:
             f.write(text)
         os.chmod(path, mode)
-
-    def write_run_file(self, rel, text):
-        self.write(os.path.join(self.run_dir, rel), text)
 
     def spawn_in(self, ns, args, ready=None):
         # A helper process in a namespace, ended at cleanup, with its output in the file
@@ -159,8 +154,8 @@ class World:
         args += ["--address=/%s/%s" % item for item in records.items()]
         return self.spawn_in(self.topo.isp, args, "started").out
 
-    def start_daemon(self, *extra, args=None):
-        args = list(args) if args is not None else ["-i", "-e", "-p", "0"] + list(extra)
+    def start_daemon(self, args=None):
+        args = args or ["-i", "-e", "-p", "0"]
         self.daemons.append(Daemon(self, args, "uplinker-%d.out" % len(self.daemons)))
         return self.daemons[-1]
 

@@ -59,7 +59,7 @@ def active(name, **probe): return (name, dict(monitor="ACTIVE", **probe))  # noq
 def carrier(name, on): return lambda w, d: w.topo.set_carrier(name, on)  # noqa: E704
 def operstate(name, state): return lambda w, d: w.topo.set_operstate(name, state)  # noqa: E704
 def target(addr, up): return lambda w, d: w.topo.set_target(addr, up)  # noqa: E704
-def write(rel, text): return lambda w, d: w.write_run_file(rel, text)  # noqa: E704
+def write(rel, text): return lambda w, d: w.write(w.run_dir + "/" + rel, text)  # noqa: E704
 def send(signum): return lambda w, d: d.send_signal(signum)  # noqa: E704
 def steps(*actions): return lambda w, d: [a(w, d) for a in actions]  # noqa: E704
 def address(name, up): return lambda w, d: w.topo.set_address(name, up)  # noqa: E704
@@ -89,7 +89,7 @@ def _mismatches(w, d, step, mark):
 
     if step.exit is not None:
         expect("exit status", d.poll(), step.exit)
-    elif not d.running() and not d.ended:
+    elif d.poll() is not None and not d.ended:
         found.append("the daemon exited with %s" % d.poll())
     if step.uplink:
         expect("default route", _route(w), "default via %s dev %s" % (

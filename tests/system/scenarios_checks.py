@@ -20,7 +20,7 @@ CANCELED = "eth0| Active checking canceled"
 def name_server(w):
     # A megabyte of other lines before the name server, as a broken resolver might write.
     w.queries = w.start_name_server({"probe.test": T2})
-    w.write_run_file("resolv_eth0.conf", "search example\n" * 70000 + "nameserver 192.0.2.53\n")
+    w.write(w.run_dir + "/resolv_eth0.conf", "search example\n" * 70000 + "nameserver 192.0.2.53\n")
 
 
 def tcp_listener(w, d):

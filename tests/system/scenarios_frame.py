@@ -22,11 +22,6 @@ def level_row(args, level, debug):
                     steps=[Step(exit=0, check=check)])
 
 
-def usage_first(w, d):
-    return (d.output().startswith("Usage: uplinker [param]\n") and
-            START % "INFO" in d.messages())
-
-
 def log_target(in_file, on_stdout):
     # The first lines of /run/x.log (None: not looked at) and of standard output; none at all
     # where none are given.
@@ -76,8 +71,8 @@ def rich():
     a = failover(active("eth0", priority=30, interval=0, count=0),
                  ("eth1", dict(priority=20, interval=25, check="TCP", host="probe.test",
                                port=8080, count=300)),
-                 ("ppp0", dict(priority=10, interval=25, weight=3)), ("wlan0", {"available": False}),
-                 "eth7", ("usb0", {"listed": False}),
+                 ("ppp0", dict(priority=10, interval=25, weight=3)),
+                 ("wlan0", {"available": False}), "eth7", ("usb0", {"listed": False}),
                  ("eth2", dict(priority=40, count=65537, port=70000, enabled=False)),
                  ("lte0", dict(priority=50, type="LTE", count=255)), ("eth3", {"priority": 60}))
     del a["uplinker"]["wans"][-1]["monitor"]
@@ -109,7 +104,8 @@ def warned(text, times):
 
 SCENARIOS = [
     Scenario("-h prints the usage and the start goes on", answer=None, errors=ANY_ERROR,
-             args=["-h", "-i", "-e"], steps=[Step(exit=0, check=usage_first)]),
+             args=["-h", "-i", "-e"], steps=[Step(exit=0, check=lambda w, d: START % "INFO" in
+                 d.messages() and d.output().startswith("Usage: uplinker [param]\n"))]),
     Scenario("the configuration summary shows every accepted entry, repaired", answer=rich(),
              setup=lambda w: w.write(w.root + "/rt_tables", NO_CELLULAR), steps=[
                  Step(log=SUMMARY + [

@@ -75,7 +75,7 @@ def garbage(text):
     def setup(w):
         fake_tool("vrx-dig", GARBAGE_DIG)(w)
         w.write(os.path.join(w.root, "garbage"), text)
-        w.write_run_file("resolv_eth0.conf", "nameserver %s\n" % netsetup.DNS_SERVER)
+        w.write(w.run_dir + "/resolv_eth0.conf", "nameserver %s\n" % netsetup.DNS_SERVER)
     return setup
 
 

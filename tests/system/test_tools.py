@@ -85,8 +85,7 @@ def test_ping_counts_late_replies_and_gives_up_on_silence(isp):
                  lambda: os.path.exists(ready))
     started = time.monotonic()
     # All at once: each run's own identifier and target keep the replies apart.
-    runs = [(target, status, start_tool(isp, "uplinker-ping", "-I", SOURCE, *count,
-                                        "--", target))
+    runs = [(target, status, start_tool(isp, "uplinker-ping", "-I", SOURCE, *count, "--", target))
             for target, _, _, count, status in PING_CASES]
     # No request leaves an address without a route: no waiting, the 5 s late reply still to come.
     assert run_tool(isp, "uplinker-ping", "-I", "127.0.0.1", "-c1", "192.0.2.1")[::2] == (
@@ -102,8 +101,6 @@ def test_inet_check_connects_through_the_interface(isp):
     probe = ["-m", "active", "-h", netsetup.TARGET, "-t", "tcp", "-p"]
     assert run_tool(isp, "inet-check", *probe, "8080", "eth0") == (
         0, "inet-check: connected to 192.0.2.1:8080 through eth0\n", "")
-    assert run_tool(isp, "inet-check", *probe, "8081", "eth0") == (
-        1, "", "inet-check: connect: Connection refused\n")
     assert run_tool(isp, "inet-check", *probe, "8080", "eth9") == (
         1, "", "inet-check: no interface eth9\n")
 
@@ -127,9 +124,7 @@ ARGUMENT_CASES = [
     ("uplinker-ping --help", 0, "usage: uplinker-ping -I ADDRESS -c COUNT TARGET"),
     ("uplinker-ping", 2, "both -I and -c are required"),
     ("uplinker-ping -I 10.0.0.2 -c0 x", 2, "COUNT must be 1..255, not 0"),
-    ("uplinker-ping -I eth0 -c 4 x", 2, "bad source address eth0"),
     ("uplinker-ping -I 10.0.0.2 -c 4 'a b'", 2, "exactly one TARGET is required"),
-    ("uplinker-ping -c 4 x -I", 2, "option -I needs a value"),
     ("uplinker-ping -I 10.0.0.2 -c 4 -I 10.0.0.3 x", 2, "option -I given twice"),
     ("inet-check -m active -h x -t tcp -p 0 eth0", 2, "a PORT in 1..65535 is required after -p"),
     ("inet-check -m active -h x -t tcp -p 80 interface-too-long", 2,
@@ -137,8 +132,6 @@ ARGUMENT_CASES = [
     ("vrx-dig --dns-address 192.0.2.53 a", 2, "both --bind-address and --dns-address are required"),
     ("vrx-dig --bind-address 10.0.0.2 --dns-address 192.0.2.53:0 a", 2,
      "bad server address 192.0.2.53:0"),
-    ("vrx-dig -bind-address 10.0.0.2 --dns-address 192.0.2.53 a", 2,
-     "unknown option -bind-address"),
     ("vrx-dig --bind-address 10.0.0.2 --dns-address 192.0.2.53 " + "a" * 254, 2,
      "exactly one NAME is required"),
 ]

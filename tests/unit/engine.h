@@ -59,8 +59,6 @@ public:
     // The WANs probed since the last call, sorted.
     std::vector<std::string> probed();
 
-    App& app() { return *app_; }
-
 private:
     int indexOf(const std::string& name) const;
     void settle();

@@ -106,7 +106,6 @@ TEST(NetlinkIntake, DatagramsYieldOnlyWhatIsWellFormed) {
     Bytes spilling = route(); // its gateway's bytes cut off: they would be the next message's
     spilling.resize(spilling.size() - 4);
     spilling[0] -= 4;
-    const int32_t nobuffers = -ENOBUFS, lowest = INT32_MIN;
     const Bytes whole = join({link(), address(), route()});
     const std::tuple<const char*, Bytes, Events> cases[] = {
         {"link, address, route", whole, {LINK, ADDR, ROUTE}},
@@ -120,8 +119,8 @@ TEST(NetlinkIntake, DatagramsYieldOnlyWhatIsWellFormed) {
         {"gateway of 5 bytes", route(5), {"route+ 5 255.255.255.255 100"}},
         {"route without RTA_OIF", route(4, false, RTM_DELROUTE), {"route- -1 10.0.0.1 100"}},
         {"dump done, error replies",
-         join({message(NLMSG_DONE, 0, {}, 3), message(NLMSG_ERROR, nobuffers, {}, 3),
-               message(NLMSG_ERROR, lowest, {}, 4)}),
+         join({message(NLMSG_DONE, 0, {}, 3), message(NLMSG_ERROR, -ENOBUFS, {}, 3),
+               message(NLMSG_ERROR, INT32_MIN, {}, 4)}),
          {"done 3", "error 3 -105", "error 4 -2147483648"}},
         {"attribute past its message",
          join({spilling, link()}),
