@@ -87,8 +87,7 @@ class Topology:
     def destroy(self):
         # What still runs in the namespaces is killed first.
         for ns in (self.gw, self.isp):
-            run("sh", "-c", "ip netns pids $0 | xargs -r kill -9; ip netns del $0", ns,
-                check=False)
+            run("sh", "-c", "ip netns pids $0 | xargs -r kill -9; ip netns del $0", ns, check=False)
 
 
 def in_namespace(ns, action):

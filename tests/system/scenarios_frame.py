@@ -94,8 +94,7 @@ SUMMARY = summary(
     ("ETHERNET", "eth2", "disabled", "40/1", "Passive", "Icmp", 2, 4464, 1, "ipv4: 192.0.2.1"),
     ("Unknown", "lte0", "enabled", "50/1", "Passive", "Icmp", 2, 0, 255, "ipv4: 192.0.2.1"),
     ("ETHERNET", "eth3", "enabled", "60/1", "Passive", "Icmp", 60, 0, 4, "fqdn: "))
-NO_CELLULAR = "".join("%d\t%s\n" % (100 + n, w) for n, w in enumerate(("eth0", "eth1", "eth2",
-                                                                         "eth3")))
+NO_CELLULAR = "100\teth0\n101\teth1\n102\teth2\n103\teth3\n"
 
 
 # Every warning of that start: a value that wraps to a valid one (eth2) is taken without one.
