@@ -77,7 +77,9 @@ def syslog_up(w, d):
 
 
 def in_syslog(text):
-    return lambda w, d: "]: " + text in (read_text(w.syslog_file) or "")
+    # Logged as the daemon facility at debug priority (3 * 8 + 7).
+    return lambda w, d: any(line.startswith("<31>") and line.endswith("]: " + text)
+                            for line in (read_text(w.syslog_file) or "").splitlines())
 
 
 NO_SYSLOG = [("WARNING", "unable to log to syslog"), ("INFO", START % "TRACE")]
