@@ -86,6 +86,7 @@ REFUSED_ANSWERS = [
     ("uplinker not an object", '{"uplinker": 3, "waninfo": {}}', INVALID),
     ("no waninfo member", '{"uplinker": {"mode": "FAILOVER"}}', INVALID),
     ("a lower-case mode", '{"uplinker": {"mode": "failover"}, "waninfo": {}}', None),
+    ("a mode that is an object", '{"uplinker": {"mode": {}}, "waninfo": {}}', INVALID),
     ("priority as text", lambda a: a["uplinker"]["wans"][0].update(priority="10"), INVALID),
     ("monitor as a number", lambda a: a["uplinker"]["wans"][1].update(monitor=3), INVALID),
     ("enabled as text", lambda a: a["waninfo"]["wans"][0].update(enabled="true"), INVALID),
