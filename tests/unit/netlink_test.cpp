@@ -1,6 +1,6 @@
 // The rtnetlink intake on forged bytes: well-formed, garbled, truncated and misaligned
 // datagrams against the events they yield.
-#include <climits>
+#include <cstdint>
 #include <gtest/gtest.h>
 #include <linux/if.h>
 #include <linux/rtnetlink.h>
@@ -70,7 +70,7 @@ public:
         std::string locals;
         for (uint32_t local : e.locals)
             locals += " " + dottedQuad(local);
-        add(e.added ? "addr+" : "addr-", e.ifIndex, "scope", int{e.scope}, locals.substr(1));
+        add(e.added ? "addr+" : "addr-", e.ifIndex, "scope", int{e.scope}, locals.erase(0, 1));
     }
     void handleRoute(const RouteEvent& e) override {
         add(e.added ? "route+" : "route-", e.outputIndex, dottedQuad(e.gateway), e.table);
