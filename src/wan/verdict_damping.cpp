@@ -16,9 +16,7 @@ void Wan::weighVerdict(bool verdictUp) {
         clearPending();
         return;
     }
-    // A count left from the other way cannot continue: activeResult was set meanwhile.
-    if (pendingUp != verdictUp)
-        pendingCount = 0;
+    // Every pending verdict disagreed with activeResult, so a count only ever goes one way.
     pendingUp = verdictUp;
     ++pendingCount;
     const uint32_t needed = verdictUp ? config.upCount : config.downCount;
