@@ -41,14 +41,19 @@ TEST(EngineStart, ProbeTargetThroughTheWansOwnNameServers) {
         {"nameserver 192.0.2.53\n",
          {dig + "192.0.2.53 probe.test", "uplinker-ping -I 10.0.0.2 -c 1 probe.test"}},
         {"", {"uplinker-ping -I 10.0.0.2 -c 1 probe.test"}},
+        // Only an address counts, not a command line that starts with one.
+        {"nameserver 192.0.2.55\n",
+         {dig + "192.0.2.55 probe.test", "uplinker-ping -I 10.0.0.2 -c 1 probe.test"}},
     };
     for (const auto& c : cases) {
         std::ofstream("/var/run/resolv_eth0.conf") << c.servers;
         sim::answer("vrx-dig", "192.0.2.53", false, "Found ipV4 192.0.2.6\n");
         sim::answer("vrx-dig", "192.0.2.54", true, "; noise\nFound ipV4 192.0.2.7\n");
+        sim::answer("vrx-dig", "192.0.2.55", true, "Found ipV4 192.0.2.2;touch /tmp/x\n");
         WanSpec eth0{"eth0", true};
         eth0.host = "probe.test";
         Engine engine(Mode::Failover, {eth0, {"eth1"}});
         EXPECT_EQ(sim::takeRuns(), c.runs) << c.servers;
     }
 }
+
