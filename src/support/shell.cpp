@@ -14,8 +14,8 @@ namespace {
 
 const char* const SHELL_PATH = "/bin/sh";
 // What a stop leaves the commands of the last work step, counted from the moment it is first
-// seen: enough for a slow "ip route add" to follow its "del" and for a short hook, while a hung
-// one still ends the daemon within a few seconds.
+// seen: enough for a slow "ip route del" and for a short hook, while a hung one still ends the
+// daemon within a few seconds.
 constexpr int64_t STOP_GRACE_MS = 2000;
 constexpr int64_t NOT_STOPPING = INT64_MAX;
 
@@ -37,21 +37,24 @@ int64_t stopDeadline() {
 enum class Outcome { Exited, TimedOut, Stopped };
 
 // A stop request seen while the command runs leaves it what is left of the stop's grace
-// period, or of its own bound if that ends first.
-Outcome waitForCommand(pid_t pid, int64_t deadline, int& status) {
-    if (VRX::ChildProcess::waitInSlices(pid, status,
-                                        [deadline] { return std::min(deadline, stopDeadline()); }))
+// period, or of its own bound if that ends first; a command the grace period is waived for has
+// its own bound alone.
+Outcome waitForCommand(pid_t pid, int64_t deadline, StopGrace grace, int& status) {
+    const bool stoppable = grace == StopGrace::Applies;
+    if (VRX::ChildProcess::waitInSlices(pid, status, [deadline, stoppable] {
+            return stoppable ? std::min(deadline, stopDeadline()) : deadline;
+        }))
         return Outcome::Exited;
-    return stopDeadline() < deadline ? Outcome::Stopped : Outcome::TimedOut;
+    return stoppable && stopDeadline() < deadline ? Outcome::Stopped : Outcome::TimedOut;
 }
 
 } // namespace
 
-int runShell(const std::string& command, unsigned int timeoutSeconds) {
-    if (monotonicMs() >= stopDeadline()) {
+int runShell(const std::string& command, unsigned int timeoutSeconds, StopGrace grace) {
+    if (grace == StopGrace::Applies && stopGraceOver()) {
         // It would be killed at once: better not run at all than stop half-way.
         LOG_DEBUG("command not run, the stop request's grace period is over: %s", command.c_str());
-        return -1;
+        return SHELL_NOT_STARTED;
     }
     std::string shell = SHELL_PATH;
     std::string flag = "-c";
@@ -66,7 +69,7 @@ int runShell(const std::string& command, unsigned int timeoutSeconds) {
         return -1;
     int status = 0;
     int64_t deadline = monotonicMs() + static_cast<int64_t>(timeoutSeconds) * 1000;
-    Outcome outcome = waitForCommand(pid, deadline, status);
+    Outcome outcome = waitForCommand(pid, deadline, grace, status);
     if (outcome == Outcome::Exited)
         return status;
     // A hung hook or ip command must not stall the daemon; the group kill also ends whatever
@@ -82,4 +85,8 @@ int runShell(const std::string& command, unsigned int timeoutSeconds) {
 
 void stopShellCommandsWith(const volatile sig_atomic_t* running) {
     gShellRunning = running;
+}
+
+bool stopGraceOver() {
+    return monotonicMs() >= stopDeadline();
 }

@@ -47,11 +47,18 @@ def link_left_alone(w, d):
     return read_text(w.root + "/victim") == "precious\n" and modes == [0o755, 0o644, 0o644]
 
 
-# An ip whose default route additions through eth1 take half a second.
+# An ip whose default route additions through eth1 take half a second, and deletions 1.8 s
+# once the test has made slow-del.
 SLOW_IP = """#!/bin/sh
-case "$*" in "route add default "*eth1*) touch "%(root)s/adding"; sleep 0.5;; esac
+case "$*" in "route add default "*eth1*) touch "%(root)s/adding"; sleep 0.5;;
+"route del default "*) [ -e "%(root)s/slow-del" ] && touch "%(root)s/deleting" && sleep 1.8;; esac
 exec "$(PATH=${PATH#*:} command -v ip)" "$@"
 """
+
+
+def marked(name):
+    # Waits until the slow ip has begun the command that marks name.
+    return lambda w, d: wait_for(name, lambda: os.path.exists(w.root + "/" + name))
 
 
 # A /dev of the daemon's own, whose /dev/log leads to the test's system log, up or not.
@@ -109,9 +116,17 @@ SCENARIOS = [
     Scenario("a stop during a switch leaves the new default route", answer=TWO,
              setup=fake_tool("ip", SLOW_IP), steps=[
                  Step(uplink="eth0"),
-                 Step(steps(carrier("eth0", False), lambda w, d: wait_for("the addition", lambda:
-                      os.path.exists(w.root + "/adding")), send(signal.SIGTERM)), uplink="eth1",
-                      exit=0)]),
+                 Step(steps(carrier("eth0", False), marked("adding"), send(signal.SIGTERM)),
+                      uplink="eth1", exit=0)]),
+    # The deletion takes 1.8 s of the stop's 2 s: the addition still follows it, while the
+    # resolver link and the hook come too late to start.
+    Scenario("a stop as a slow switch begins leaves the default route that current_wan names",
+             answer=TWO, setup=fake_tool("ip", SLOW_IP), steps=[
+                 Step(uplink="eth0"),
+                 Step(steps(lambda w, d: w.write(w.root + "/slow-del", ""), carrier("eth0", False),
+                            marked("deleting"), send(signal.SIGTERM)),
+                      route="default via 10.0.1.1 dev eth1", exit=0,
+                      check=lambda w, d: w.current_wan() == "eth1\n")]),
     Scenario("with no system log at start, the log goes to standard output",
              setup=prelude(DEV_LOG), args=["-i", "-p", "0"], answer=TWO, steps=[
                  Step(uplink="eth0", check=lambda w, d: d.lines()[:2] == NO_SYSLOG)]),

@@ -22,6 +22,8 @@ std::vector<std::string> gCommands;
 std::mutex gProgramsMutex;
 std::map<std::pair<std::string, std::string>, std::pair<bool, std::string>> gAnswers;
 std::vector<std::string> gRuns;
+// Shell commands that a stop's grace period still lets start; -1 while there is no stop.
+int gGraceLeft = -1;
 
 } // namespace
 
@@ -30,13 +32,20 @@ int64_t monotonicMs() {
 }
 
 // A route change also notes the current-WAN file as it stands then, which must come first.
-int runShell(const std::string& command, unsigned int /*timeoutSeconds*/) {
+int runShell(const std::string& command, unsigned int /*timeoutSeconds*/, StopGrace grace) {
+    if (grace == StopGrace::Applies && stopGraceOver())
+        return SHELL_NOT_STARTED;
+    gGraceLeft -= gGraceLeft > 0 ? 1 : 0;
     std::string current;
     std::ifstream file(CURRENT_WAN_FILE);
     if (command.rfind("ip route del", 0) == 0 && std::getline(file, current))
         current = " [" + current + "]";
     gCommands.push_back(command + current);
     return 0;
+}
+
+bool stopGraceOver() {
+    return gGraceLeft == 0;
 }
 
 namespace VRX {
@@ -84,8 +93,13 @@ void answer(const std::string& command, const std::string& key, bool ok,
     gAnswers[{command, key}] = {ok, output};
 }
 
+void stopGraceAfter(int commands) {
+    gGraceLeft = commands;
+}
+
 void reset() {
     takeCommands();
+    stopGraceAfter(-1);
     std::lock_guard<std::mutex> guard(gProgramsMutex);
     gAnswers.clear();
     gRuns.clear();
