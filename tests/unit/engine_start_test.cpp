@@ -88,3 +88,12 @@ TEST(EngineStart, SwitchAsAStopsGracePeriodEnds) {
         EXPECT_EQ(current, c.current) << c.graceLeft;
     }
 }
+
+// A WAN whose check thread cannot be started is named at ERROR, and the start-up ends there.
+TEST(EngineStart, CheckThreadThatCannotStartEndsStartUp) {
+    sim::refuseThread(2);
+    Engine engine(Mode::Failover, {{"eth0"}, {"eth1"}, {"eth2"}}, false);
+    const std::vector<std::string> log = engine.log();
+    EXPECT_NE(std::find(log.begin(), log.end(), "eth1| unable to start the check thread"),
+              log.end());
+}

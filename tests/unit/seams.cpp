@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cerrno>
 #include <fstream>
 #include <map>
 #include <mutex>
@@ -12,6 +13,7 @@
 #include "support/shell.h"
 #include "support/system.h"
 #include "support/text.h"
+#include "support/thread_create.h"
 
 namespace {
 
@@ -24,6 +26,8 @@ std::map<std::pair<std::string, std::string>, std::pair<bool, std::string>> gAns
 std::vector<std::string> gRuns;
 // Shell commands that a stop's grace period still lets start; -1 while there is no stop.
 int gGraceLeft = -1;
+// Counts down to the thread creation that fails; only the main thread starts threads.
+int gThreadsBeforeRefusal = 0;
 
 } // namespace
 
@@ -46,6 +50,12 @@ int runShell(const std::string& command, unsigned int /*timeoutSeconds*/, StopGr
 
 bool stopGraceOver() {
     return gGraceLeft == 0;
+}
+
+int createThread(pthread_t& thread, const pthread_attr_t& attributes, void* (*body)(void*),
+                 void* argument) {
+    return --gThreadsBeforeRefusal == 0 ? EAGAIN
+                                        : pthread_create(&thread, &attributes, body, argument);
 }
 
 namespace VRX {
@@ -97,9 +107,14 @@ void stopGraceAfter(int commands) {
     gGraceLeft = commands;
 }
 
+void refuseThread(int n) {
+    gThreadsBeforeRefusal = n;
+}
+
 void reset() {
     takeCommands();
     stopGraceAfter(-1);
+    refuseThread(0);
     std::lock_guard<std::mutex> guard(gProgramsMutex);
     gAnswers.clear();
     gRuns.clear();
