@@ -34,17 +34,32 @@ def plant_link(w):
     os.symlink(w.root + "/victim", w.run_dir + "/uplinker/current_wan")
 
 
-def plant_hard_link(w, d):
-    # current_wan becomes a second name of the victim; eth0's state file writable by all.
-    os.unlink(w.run_dir + "/uplinker/current_wan")
-    os.link(w.root + "/victim", w.run_dir + "/uplinker/current_wan")
-    w.write(w.run_dir + "/uplinker/istate/eth0", "Up\n", 0o666)
+def plant_stale(w, d):
+    # current_wan becomes another user's; eth0's state file a second name of the victim.
+    os.chown(w.run_dir + "/uplinker/current_wan", 65534, 65534)
+    os.unlink(w.run_dir + "/uplinker/istate/eth0")
+    os.link(w.root + "/victim", w.run_dir + "/uplinker/istate/eth0")
 
 
-def link_left_alone(w, d):
-    modes = [os.stat(w.run_dir + "/uplinker/" + p).st_mode & 0o777 for p in (
-        "istate", "istate/eth0", "current_wan")]
-    return read_text(w.root + "/victim") == "precious\n" and modes == [0o755, 0o644, 0o644]
+def plant_wide(w, d):
+    # current_wan root's own, but writable by all as an older version left it.
+    os.chmod(w.run_dir + "/uplinker/current_wan", 0o666)
+    w.inode = os.stat(w.run_dir + "/uplinker/current_wan").st_ino
+
+
+def victim_intact(w, d):
+    # The victim is as it was; the state files are root's and 0644, their directory 0755.
+    stats = [os.stat(w.run_dir + "/uplinker/" + p)
+             for p in ("istate", "istate/eth0", "current_wan")]
+    return read_text(w.root + "/victim") == "precious\n" and [
+        (s.st_uid, s.st_mode & 0o777) for s in stats] == [(0, 0o755), (0, 0o644), (0, 0o644)]
+
+
+def made_anew(w, d):
+    # The hard link is replaced with one WARNING.
+    return victim_intact(w, d) and frame_log(w, "uplinker.log").count(("WARNING", (
+        "/var/run/uplinker/istate/eth0 was not a regular file of root's with one link; made anew"
+    ))) == 1
 
 
 # An ip whose default route additions through eth1 take half a second, and deletions 1.8 s
@@ -93,16 +108,21 @@ NO_SYSLOG = [("WARNING", "unable to log to syslog"), ("INFO", START % "TRACE")]
 
 SCENARIOS = [
     # Also the daemon start: the parent leaves, the daemon writes its pid file and goes on.
-    Scenario("state files are 0644 and never written through a planted link; started with "
-             "closed standard streams, the daemon keeps its log and its lock", args=DAEMON,
+    # A state file that is not root's own with one link is made anew, never written through.
+    Scenario("state files are 0644, current, and never written through a planted link; started "
+             "with closed standard streams, the daemon keeps its log and its lock", args=DAEMON,
              setup=lambda w: plant_link(w) or prelude('exec "$@" <&- >&- 2>&-\n')(w),
              answer=TWO, steps=[
-                 Step(exit=0, hooks=[UP0], route="default via 10.0.0.1 dev eth0",
-                      check=lambda w, d: link_left_alone(w, d) and daemonised(w, d)),
+                 Step(exit=0, hooks=[UP0], uplink="eth0",
+                      check=lambda w, d: victim_intact(w, d) and daemonised(w, d)),
                  # The second instance tries the lock for 5 s before it gives up.
                  Step(lambda w, d: w.start_daemon(args=DAEMON), timeout=8, check=second_refused),
-                 Step(steps(plant_hard_link, carrier("eth0", False)), hooks=[DOWN1],
-                      route="default via 10.0.1.1 dev eth1", check=link_left_alone)]),
+                 Step(steps(plant_stale, carrier("eth0", False)), hooks=[DOWN1], uplink="eth1",
+                      istate={"eth0": "Down\n"}, check=made_anew),
+                 # Root's own file is written in place: programs may watch its inode.
+                 Step(steps(plant_wide, carrier("eth0", True)), hooks=[UP0], uplink="eth0",
+                      check=lambda w, d: victim_intact(w, d) and w.inode == os.stat(
+                          w.run_dir + "/uplinker/current_wan").st_ino)]),
     Scenario("a reader of standard output that goes away costs only its lines",
              setup=prelude('"$@" | head -n 1 >/dev/null; exit\n'), answer=TWO, steps=[
                  Step(uplink="eth0", hooks=[UP0]),
