@@ -7,6 +7,7 @@
 #include "support/ipv4_text.h"
 #include "support/log.h"
 #include "support/shell.h"
+#include "support/stop_grace.h"
 
 namespace {
 
@@ -17,8 +18,7 @@ namespace {
 void replaceDefaultRoute(const Wan& wan) {
     const std::string del = "ip route del default table main";
     LOG_TRACE("App::switchInet: %s", del.c_str());
-    if (runShell(del, COMMAND_TIMEOUT_S) == SHELL_NOT_STARTED)
-        return;
+    runShell(del, COMMAND_TIMEOUT_S);
     // Interface names come from the configuration service; shellWord keeps an odd one a
     // single inert word.
     const std::string add = "ip route add default via " + dottedQuad(wan.gateway) + " dev " +

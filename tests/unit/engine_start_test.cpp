@@ -57,41 +57,9 @@ TEST(EngineStart, ProbeTargetThroughTheWansOwnNameServers) {
     }
 }
 
-// A stop's grace period that ends during a switch: no switch begins past it, so the current-WAN
-// file keeps naming the route that stays; a route deletion that started is followed by its
-// addition, one that did not start is not; the resolver link and the hook are not started.
-TEST(EngineStart, SwitchAsAStopsGracePeriodEnds) {
-    const std::string add = "ip route add default via 10.0.1.1 dev eth1 table main";
-    const struct {
-        int graceLeft;
-        const char* before;
-        std::vector<std::string> commands;
-        std::string current;
-    } cases[] = {
-        {0, "", {}, "eth0"},
-        {1, "", {"ip route del default table main [eth1]", add}, "eth1"},
-        {2,
-         "rm -r /var/run/uplinker",
-         {"mkdir -p /var/run/uplinker/istate/", "mkdir -p /var/run/uplinker"},
-         ""},
-    };
-    for (const auto& c : cases) {
-        Engine engine(Mode::Failover, {{"eth0"}, {"eth1"}});
-        EXPECT_EQ(std::system(c.before), 0);
-        sim::takeCommands();
-        sim::stopGraceAfter(c.graceLeft);
-        engine.link("eth0", DOWN);
-        engine.step();
-        std::string current;
-        std::getline(std::ifstream(CURRENT_WAN_FILE), current);
-        EXPECT_EQ(sim::takeCommands(), c.commands) << c.graceLeft;
-        EXPECT_EQ(current, c.current) << c.graceLeft;
-    }
-}
-
 // A WAN whose check thread cannot be started is named at ERROR, and the start-up ends there.
 TEST(EngineStart, CheckThreadThatCannotStartEndsStartUp) {
-    sim::refuseThread(2);
+    sim::threadsToRefusal = 2;
     Engine engine(Mode::Failover, {{"eth0"}, {"eth1"}, {"eth2"}}, false);
     const std::vector<std::string> log = engine.log();
     EXPECT_NE(std::find(log.begin(), log.end(), "eth1| unable to start the check thread"),

@@ -24,10 +24,6 @@ std::vector<std::string> gCommands;
 std::mutex gProgramsMutex;
 std::map<std::pair<std::string, std::string>, std::pair<bool, std::string>> gAnswers;
 std::vector<std::string> gRuns;
-// Shell commands that a stop's grace period still lets start; -1 while there is no stop.
-int gGraceLeft = -1;
-// Counts down to the thread creation that fails; only the main thread starts threads.
-int gThreadsBeforeRefusal = 0;
 
 } // namespace
 
@@ -36,10 +32,7 @@ int64_t monotonicMs() {
 }
 
 // A route change also notes the current-WAN file as it stands then, which must come first.
-int runShell(const std::string& command, unsigned int /*timeoutSeconds*/, StopGrace grace) {
-    if (grace == StopGrace::Applies && stopGraceOver())
-        return SHELL_NOT_STARTED;
-    gGraceLeft -= gGraceLeft > 0 ? 1 : 0;
+int runShell(const std::string& command, unsigned int /*timeoutSeconds*/, StopGrace /*grace*/) {
     std::string current;
     std::ifstream file(CURRENT_WAN_FILE);
     if (command.rfind("ip route del", 0) == 0 && std::getline(file, current))
@@ -48,13 +41,10 @@ int runShell(const std::string& command, unsigned int /*timeoutSeconds*/, StopGr
     return 0;
 }
 
-bool stopGraceOver() {
-    return gGraceLeft == 0;
-}
-
 int createThread(pthread_t& thread, const pthread_attr_t& attributes, void* (*body)(void*),
                  void* argument) {
-    return --gThreadsBeforeRefusal == 0 ? EAGAIN
+    // Only the main thread starts threads.
+    return --sim::threadsToRefusal == 0 ? EAGAIN
                                         : pthread_create(&thread, &attributes, body, argument);
 }
 
@@ -84,6 +74,8 @@ int System::execute(const std::string& command, const std::vector<std::string>& 
 
 namespace sim {
 
+int threadsToRefusal = 0;
+
 void advance(int seconds) {
     gNowMs += int64_t{seconds} * 1000;
 }
@@ -103,18 +95,8 @@ void answer(const std::string& command, const std::string& key, bool ok,
     gAnswers[{command, key}] = {ok, output};
 }
 
-void stopGraceAfter(int commands) {
-    gGraceLeft = commands;
-}
-
-void refuseThread(int n) {
-    gThreadsBeforeRefusal = n;
-}
-
 void reset() {
     takeCommands();
-    stopGraceAfter(-1);
-    refuseThread(0);
     std::lock_guard<std::mutex> guard(gProgramsMutex);
     gAnswers.clear();
     gRuns.clear();

@@ -1,7 +1,7 @@
 // The world the unit binary links in place of the real one: a clock that moves only when a
-// test says so, a shell that records the commands it is given and may be stopping, probe and
-// lookup programs whose answers a test scripts, and thread creation that may fail. The engine
-// and the real check threads run on top of it.
+// test says so, a shell that records the commands it is given, probe and lookup programs
+// whose answers a test scripts, and thread creation that may fail. The engine and the real
+// check threads run on top of it.
 #pragma once
 
 #include <string>
@@ -20,11 +20,9 @@ std::vector<std::string> takeRuns();
 // prints. Unscripted runs fail.
 void answer(const std::string& command, const std::string& key, bool ok,
             const std::string& output = "");
-// A stop whose grace period lets commands more shell commands start; -1: no stop.
-void stopGraceAfter(int commands);
-// The n-th thread started from now on cannot be created; 0: none.
-void refuseThread(int n);
-// Forgets every answer and record, and the stop and refusal asked for.
+// Set to n, the n-th thread started from then on cannot be created.
+extern int threadsToRefusal;
+// Forgets every answer and record.
 void reset();
 
 } // namespace sim
