@@ -16,10 +16,10 @@ TWO = failover("eth0", "eth1")
 # Daemon mode, logging to a file in the test's /run.
 DAEMON = ["-l", "/run/uplinker.log", "-p", "0"]
 REFUSED = "Another instance of uplinker is already running!"
+ANEW = "/var/run/uplinker/%s was not a regular file of root's with one link; made anew"
 
 
-def prelude(text):
-    return lambda w: setattr(w, "prelude", w.prelude + text)
+def prelude(text): return lambda w: setattr(w, "prelude", w.prelude + text)  # noqa: E704
 
 
 def second_refused(w, d):
@@ -47,33 +47,39 @@ def plant_wide(w, d):
     w.inode = os.stat(w.run_dir + "/uplinker/current_wan").st_ino
 
 
-def victim_intact(w, d):
-    # The victim is as it was; the state files are root's and 0644, their directory 0755.
-    stats = [os.stat(w.run_dir + "/uplinker/" + p)
-             for p in ("istate", "istate/eth0", "current_wan")]
-    return read_text(w.root + "/victim") == "precious\n" and [
-        (s.st_uid, s.st_mode & 0o777) for s in stats] == [(0, 0o755), (0, 0o644), (0, 0o644)]
+def state_files(*anew):
+    # The victim as it was; the state files root's and 0644, their directory 0755; the files
+    # made anew so far, each logged once.
+    def check(w, d):
+        stats = [os.stat(w.run_dir + "/uplinker/" + p)
+                 for p in ("istate", "istate/eth0", "current_wan")]
+        return read_text(w.root + "/victim") == "precious\n" and [m for lab, m in frame_log(
+            w, "uplinker.log") if lab == "WARNING"] == [ANEW % p for p in anew] and [
+            (s.st_uid, s.st_mode & 0o777) for s in stats] == [(0, 0o755), (0, 0o644), (0, 0o644)]
+    return check
 
 
-def made_anew(w, d):
-    # The hard link is replaced with one WARNING.
-    return victim_intact(w, d) and frame_log(w, "uplinker.log").count(("WARNING", (
-        "/var/run/uplinker/istate/eth0 was not a regular file of root's with one link; made anew"
-    ))) == 1
-
-
-# An ip whose default route additions through eth1 take half a second, and deletions 1.8 s
-# once the test has made slow-del.
-SLOW_IP = """#!/bin/sh
-case "$*" in "route add default "*eth1*) touch "%(root)s/adding"; sleep 0.5;;
-"route del default "*) [ -e "%(root)s/slow-del" ] && touch "%(root)s/deleting" && sleep 1.8;; esac
-exec "$(PATH=${PATH#*:} command -v ip)" "$@"
+# ip or mkdir, slow as the test's file "slow" asks: a line "SECONDS WORDS" for a command line
+# that holds WORDS; such a start is marked by the file "begun".
+SLOW_TOOL = """#!/bin/sh
+while read delay words; do
+    case "$*" in *"$words"*) touch "%(root)s/begun"; sleep "$delay";; esac
+done 2>/dev/null <"%(root)s/slow"
+exec "$(PATH=${PATH#*:} command -v "${0##*/}")" "$@"
 """
 
 
-def marked(name):
-    # Waits until the slow ip has begun the command that marks name.
-    return lambda w, d: wait_for(name, lambda: os.path.exists(w.root + "/" + name))
+def stop_while_slow(name, tool, slow, **expected):
+    # eth0's carrier goes, and SIGTERM comes as the slow command begins; the istate directory
+    # is moved away, so that mkdir runs in the same step as the switch.
+    def act(w, d):
+        os.rename(w.run_dir + "/uplinker/istate", w.run_dir + "/istate-moved")
+        w.write(w.root + "/slow", slow + "\n")
+        w.topo.set_carrier("eth0", False)
+        wait_for("the slow command", lambda: os.path.exists(w.root + "/begun"))
+        d.send_signal(signal.SIGTERM)
+    return Scenario(name, answer=TWO, setup=fake_tool(tool, SLOW_TOOL), steps=[
+        Step(uplink="eth0"), Step(act, exit=0, **expected)])
 
 
 # A /dev of the daemon's own, whose /dev/log leads to the test's system log, up or not.
@@ -114,15 +120,16 @@ SCENARIOS = [
              setup=lambda w: plant_link(w) or prelude('exec "$@" <&- >&- 2>&-\n')(w),
              answer=TWO, steps=[
                  Step(exit=0, hooks=[UP0], uplink="eth0",
-                      check=lambda w, d: victim_intact(w, d) and daemonised(w, d)),
+                      check=lambda w, d: state_files("current_wan")(w, d) and daemonised(w, d)),
                  # The second instance tries the lock for 5 s before it gives up.
                  Step(lambda w, d: w.start_daemon(args=DAEMON), timeout=8, check=second_refused),
                  Step(steps(plant_stale, carrier("eth0", False)), hooks=[DOWN1], uplink="eth1",
-                      istate={"eth0": "Down\n"}, check=made_anew),
+                      istate={"eth0": "Down\n"},
+                      check=state_files("current_wan", "istate/eth0", "current_wan")),
                  # Root's own file is written in place: programs may watch its inode.
                  Step(steps(plant_wide, carrier("eth0", True)), hooks=[UP0], uplink="eth0",
-                      check=lambda w, d: victim_intact(w, d) and w.inode == os.stat(
-                          w.run_dir + "/uplinker/current_wan").st_ino)]),
+                      check=lambda w, d: w.inode == os.stat(w.run_dir + "/uplinker/current_wan")
+                      .st_ino and state_files("current_wan", "istate/eth0", "current_wan")(w, d))]),
     Scenario("a reader of standard output that goes away costs only its lines",
              setup=prelude('"$@" | head -n 1 >/dev/null; exit\n'), answer=TWO, steps=[
                  Step(uplink="eth0", hooks=[UP0]),
@@ -133,20 +140,16 @@ SCENARIOS = [
                  Step(steps(send(signal.SIGTERM), lambda w, d: w.write(w.root + "/stopping", "")),
                       exit=0, log=["start deinit", "done"], timeout=3, check=lambda w, d:
                       hook_killed(w, d) and os.path.exists(w.root + "/finished"))]),
-    Scenario("a stop during a switch leaves the new default route", answer=TWO,
-             setup=fake_tool("ip", SLOW_IP), steps=[
-                 Step(uplink="eth0"),
-                 Step(steps(carrier("eth0", False), marked("adding"), send(signal.SIGTERM)),
-                      uplink="eth1", exit=0)]),
-    # The deletion takes 1.8 s of the stop's 2 s: the addition still follows it, while the
-    # resolver link and the hook come too late to start.
-    Scenario("a stop as a slow switch begins leaves the default route that current_wan names",
-             answer=TWO, setup=fake_tool("ip", SLOW_IP), steps=[
-                 Step(uplink="eth0"),
-                 Step(steps(lambda w, d: w.write(w.root + "/slow-del", ""), carrier("eth0", False),
-                            marked("deleting"), send(signal.SIGTERM)),
-                      route="default via 10.0.1.1 dev eth1", exit=0,
-                      check=lambda w, d: w.current_wan() == "eth1\n")]),
+    stop_while_slow("a stop during a switch leaves the new default route", "ip", "0.5 dev eth1",
+                    uplink="eth1"),
+    # The deletion takes 1.8 s of the stop's 2 s: the addition still follows it.
+    stop_while_slow("a stop as a slow switch begins leaves the default route that current_wan "
+                    "names", "ip", "1.8 route del\n0.5 dev eth1",
+                    route="default via 10.0.1.1 dev eth1",
+                    check=lambda w, d: w.current_wan() == "eth1\n"),
+    # The mkdir outlasts the stop's grace period: the switch does not begin.
+    stop_while_slow("no switch begins once a stop's grace period is over", "mkdir", "3 istate",
+                    uplink="eth0"),
     Scenario("with no system log at start, the log goes to standard output",
              setup=prelude(DEV_LOG), args=["-i", "-p", "0"], answer=TWO, steps=[
                  Step(uplink="eth0", check=lambda w, d: d.lines()[:2] == NO_SYSLOG)]),
