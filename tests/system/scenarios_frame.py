@@ -9,9 +9,8 @@ from scenario import ANY_ERROR, Scenario, Step, active, failover
 START = "uplinker starting up with log level %s"
 
 
-def logged(w, rel):
-    # The (label, message) pairs of a log file under the daemon's /var/run.
-    return log_lines(os.path.join(w.run_dir, rel))
+# The (label, message) pairs of a log file under the daemon's /var/run.
+def logged(w, rel): return log_lines(os.path.join(w.run_dir, rel))  # noqa: E704
 
 
 def level_row(args, level, debug):
