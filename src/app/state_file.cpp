@@ -13,6 +13,7 @@ namespace {
 
 constexpr mode_t STATE_FILE_MODE = 0644;
 constexpr uid_t ROOT_UID = 0;
+
 // O_NOFOLLOW: the directory may have been writable by others on an older run, and a link
 // planted there must not make the root daemon truncate whatever file it points at. O_NONBLOCK
 // so that a planted FIFO cannot block the open.
