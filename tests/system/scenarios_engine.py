@@ -23,10 +23,6 @@ ROAMING_ROW = dict(wans=(WLAN0, "eth1"), answer=failover("wlan0", "eth1"),
 def one_request(w, d): return w.config_requests() == ["/api?fields=uplinker,waninfo"]  # noqa
 
 
-def lock_dumped(w, d):
-    return any(m.startswith(LOCKED) and m.endswith(" seconds remaining") for m in d.messages())
-
-
 SCENARIOS = [
     # eth0's carrier, address and gateway each fail over and back.
     Scenario("start-up picks the most preferred usable WAN, a carrier, address or gateway loss "
@@ -78,7 +74,8 @@ SCENARIOS = [
                  Step(operstate("wlan0", "dormant"), log=[ROAMING, LOCKING],
                       istate={"wlan0": DOWN}),
                  # Locked: no switch to eth1 although wlan0 has no link.
-                 Step(nudge, uplink="wlan0", hooks=[], check=lock_dumped, log=[
+                 Step(nudge, uplink="wlan0", hooks=[], check=lambda w, d: any(m.startswith(
+                     LOCKED) and m.endswith(" seconds remaining") for m in d.messages()), log=[
                      NUDGED, "RTM_NEWROUTE: index(1) skipping as not wan interface",
                      "Current wan interfaces state [work:229]: In locked state, all state "
                      "variables are fixed"]),

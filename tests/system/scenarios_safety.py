@@ -143,9 +143,8 @@ SCENARIOS = [
     stop_while_slow("a stop during a switch leaves the new default route", "ip", "0.5 dev eth1",
                     uplink="eth1"),
     # The deletion takes 1.8 s of the stop's 2 s: the addition still follows it.
-    stop_while_slow("a stop as a slow switch begins leaves the default route that current_wan "
-                    "names", "ip", "1.8 route del\n0.5 dev eth1",
-                    route="default via 10.0.1.1 dev eth1",
+    stop_while_slow("a stop as a slow deletion begins still adds the route current_wan names", "ip",
+                    "1.8 route del\n0.5 dev eth1", route="default via 10.0.1.1 dev eth1",
                     check=lambda w, d: w.current_wan() == "eth1\n"),
     # The mkdir outlasts the stop's grace period: the switch does not begin.
     stop_while_slow("no switch begins once a stop's grace period is over", "mkdir", "3 istate",

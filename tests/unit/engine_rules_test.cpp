@@ -39,12 +39,6 @@ Act probe(const std::string& name, bool ok) {
 Act cell(const std::string& text) {
     return [=](Engine&) { std::ofstream(CELL_STATUS_FILE) << text; };
 }
-Act both(Act first, Act second) {
-    return [=](Engine& e) {
-        first(e);
-        second(e);
-    };
-}
 const Act NOTHING = [](Engine&) {};
 
 WanSpec active(const std::string& name, uint32_t interval, bool ok = false,
@@ -77,7 +71,8 @@ const Story STORIES[] = {
      {{carrier("wlan0", DOWN), 1, {DOWN1}}}},
     {"a second roam does not renew the lock", {WLAN0, {"eth1"}}, {UPW},
      {{carrier("wlan0", ROAMING), 10, {}},
-      {both(carrier("wlan0", RUNNING), carrier("wlan0", ROAMING)), 19, {}}, {NOTHING, 1, {DOWN1}}}},
+      {[](Engine& e) { e.link("wlan0", RUNNING); e.link("wlan0", ROAMING); }, 19, {}},
+      {NOTHING, 1, {DOWN1}}}},
     {"internet back on the roaming Wi-Fi unlocks it early", {WLAN0, {"eth1"}}, {UPW},
      {{carrier("wlan0", ROAMING), 5, {}}, {carrier("wlan0", RUNNING), 1, {"-i wlan0"}, {}, {EARLY}}}},
     // The check that ran just before the client re-associated failed; the early unlock
@@ -88,7 +83,7 @@ const Story STORIES[] = {
       {carrier("wlan0", ROAMING), 2, {}, {}, {"wlan0| Active check result changed to false"}},
       {carrier("wlan0", RUNNING), 1, {"-i wlan0"}, {}, {FORGIVEN}}}},
     {"a roaming Wi-Fi that is not the uplink pins nothing", {{"eth0"}, WLAN0}, {UP0},
-     {{both(carrier("wlan0", ROAMING), carrier("eth0", DOWN)), 1, {"-d down"}}}},
+     {{[](Engine& e) { e.link("wlan0", ROAMING); e.link("eth0", DOWN); }, 1, {"-d down"}}}},
     // Made again, the link comes back with its address and gateway under a new index.
     {"a deleted uplink fails over; made again under a new index it fails back",
      {{"eth0"}, {"eth1"}}, {UP0}, {{[](Engine& e) { e.linkGone("eth0"); }, 1, {DOWN1}},
@@ -115,7 +110,8 @@ const Story STORIES[] = {
     {"a verdict below the current WAN is still collected",
      {active("eth0", 20), active("eth1", 11, true), {"eth2"}}, {"-i eth2 -d up"},
      {{NOTHING, 2, {UP1}},
-      {both(probe("eth0", true), probe("eth1", false)), 11, {UP0, "-i eth0"}, {}, {"eth1| Wan::checkDone (down)"}}}},
+      {[](Engine& e) { e.probe("eth0", true); e.probe("eth1", false); }, 11, {UP0, "-i eth0"}, {},
+       {"eth1| Wan::checkDone (down)"}}}},
     {"a single enabled WAN runs in Constant mode, unprobed",
      {active("eth0", 10), {"eth1", false, false}}, {UP0}, {{NOTHING, 30, {}, {{}}}}},
     {"Constant mode never probes", {active("eth0", 10), active("eth1", 10)}, {UP0},

@@ -41,11 +41,9 @@ int runShell(const std::string& command, unsigned int /*timeoutSeconds*/, StopGr
     return 0;
 }
 
-int createThread(pthread_t& thread, const pthread_attr_t& attributes, void* (*body)(void*),
-                 void* argument) {
-    // Only the main thread starts threads.
-    return --sim::threadsToRefusal == 0 ? EAGAIN
-                                        : pthread_create(&thread, &attributes, body, argument);
+// Only the main thread starts threads.
+int createThread(pthread_t& thread, const pthread_attr_t& attr, void* (*body)(void*), void* arg) {
+    return --sim::threadsToRefusal == 0 ? EAGAIN : pthread_create(&thread, &attr, body, arg);
 }
 
 namespace VRX {
