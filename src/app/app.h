@@ -54,7 +54,8 @@ public:
 
     // Builds the WAN table from Conf::inst(), opens the netlink socket, asks for the link dump.
     bool init();
-    // The table half of init, from a given configuration.
+    // The table half of init, from a given configuration; false also when a WAN's check thread
+    // could not be started.
     bool initWans(Conf& conf);
     // The netlink half of init: the socket and the link dump.
     bool openNetlink();

@@ -7,10 +7,14 @@
 #include "support/ipv4_text.h"
 #include "support/log.h"
 #include "support/shell.h"
+#include "support/stop_grace.h"
 
 namespace {
 
-// Replaces the main table's default route with one through the given WAN.
+// Replaces the main table's default route with one through the given WAN. The two commands are
+// one act: once the deletion has started, the addition runs under its own bound even when a
+// stop's grace period ends meanwhile, so that a stop never leaves the table without a default
+// route.
 void replaceDefaultRoute(const Wan& wan) {
     const std::string del = "ip route del default table main";
     LOG_TRACE("App::switchInet: %s", del.c_str());
@@ -20,7 +24,7 @@ void replaceDefaultRoute(const Wan& wan) {
     const std::string add = "ip route add default via " + dottedQuad(wan.gateway) + " dev " +
                             shellWord(wan.ifname) + " table main";
     LOG_TRACE("App::switchInet: %s", add.c_str());
-    runShell(add, COMMAND_TIMEOUT_S);
+    runShell(add, COMMAND_TIMEOUT_S, StopGrace::Waived);
 }
 
 // " -d up" when the uplink moved to a more preferred WAN or appeared, " -d down" when it moved
@@ -42,6 +46,12 @@ void App::writeCurrentWan(const std::string& name) {
 }
 
 void App::switchInet() {
+    if (stopGraceOver()) {
+        // Its route commands would not start: the current-WAN file keeps naming the route that
+        // stays.
+        LOG_DEBUG("switch not begun, the stop request's grace period is over");
+        return;
+    }
     const bool haveWan = currentWan >= 0 && static_cast<size_t>(currentWan) < wans.size();
     if (!haveWan) {
         LOG_TRACE("App::switchInet: Current wan is -1");

@@ -26,6 +26,12 @@ int buildWans(std::deque<Wan>& wans, const std::vector<WanConfig>& configs) {
     return enabled;
 }
 
+// Each WAN has logged its own failure to start its thread.
+bool checkThreadsRunning(const std::deque<Wan>& wans) {
+    return std::all_of(wans.begin(), wans.end(),
+                       [](const Wan& wan) { return wan.thread.isRunning(); });
+}
+
 } // namespace
 
 bool App::initWans(Conf& conf) {
@@ -59,5 +65,6 @@ bool App::initWans(Conf& conf) {
         LOG_DEBUG("last enabled wan %d -> %s", lastEnabledWan, wans[lastEnabledWan].ifname.c_str());
         wans[lastEnabledWan].lastEnabled = true;
     }
-    return true;
+    // A daemon that could never probe one of its WANs must not pretend to run.
+    return checkThreadsRunning(wans);
 }

@@ -8,7 +8,7 @@
 #include "main/options.h"
 #include "main/signals.h"
 #include "support/log.h"
-#include "support/shell.h"
+#include "support/stop_grace.h"
 
 // Both flags are tested before every step, so a stop request ends the loop after the step in
 // which it arrived.

@@ -1,7 +1,6 @@
 #include "support/shell.h"
 
 #include <algorithm>
-#include <atomic>
 #include <cstdint>
 #include <spawn.h>
 #include <unistd.h>
@@ -9,46 +8,30 @@
 #include "support/child_process.h"
 #include "support/clock.h"
 #include "support/log.h"
+#include "support/stop_grace.h"
 
 namespace {
 
 const char* const SHELL_PATH = "/bin/sh";
-// What a stop leaves the commands of the last work step, counted from the moment it is first
-// seen: enough for a slow "ip route add" to follow its "del" and for a short hook, while a hung
-// one still ends the daemon within a few seconds.
-constexpr int64_t STOP_GRACE_MS = 2000;
-constexpr int64_t NOT_STOPPING = INT64_MAX;
-
-// Set once at start-up, before any thread runs; the flag itself is written by a signal handler.
-const volatile sig_atomic_t* gShellRunning = nullptr;
-std::atomic<int64_t> gStopDeadline{NOT_STOPPING};
-
-// The end of the stop's grace period, fixed when the stop is first seen; NOT_STOPPING before.
-int64_t stopDeadline() {
-    int64_t deadline = gStopDeadline.load();
-    if (deadline != NOT_STOPPING || gShellRunning == nullptr || *gShellRunning != 0)
-        return deadline;
-    int64_t fromNow = monotonicMs() + STOP_GRACE_MS;
-    // Another caller may have seen the stop first; its deadline stays.
-    gStopDeadline.compare_exchange_strong(deadline, fromNow);
-    return gStopDeadline.load();
-}
 
 enum class Outcome { Exited, TimedOut, Stopped };
 
 // A stop request seen while the command runs leaves it what is left of the stop's grace
-// period, or of its own bound if that ends first.
-Outcome waitForCommand(pid_t pid, int64_t deadline, int& status) {
-    if (VRX::ChildProcess::waitInSlices(pid, status,
-                                        [deadline] { return std::min(deadline, stopDeadline()); }))
+// period, or of its own bound if that ends first; a command the grace period is waived for has
+// its own bound alone.
+Outcome waitForCommand(pid_t pid, int64_t deadline, StopGrace grace, int& status) {
+    const bool stoppable = grace == StopGrace::Applies;
+    if (VRX::ChildProcess::waitInSlices(pid, status, [deadline, stoppable] {
+            return stoppable ? std::min(deadline, stopDeadline()) : deadline;
+        }))
         return Outcome::Exited;
-    return stopDeadline() < deadline ? Outcome::Stopped : Outcome::TimedOut;
+    return stoppable && stopDeadline() < deadline ? Outcome::Stopped : Outcome::TimedOut;
 }
 
 } // namespace
 
-int runShell(const std::string& command, unsigned int timeoutSeconds) {
-    if (monotonicMs() >= stopDeadline()) {
+int runShell(const std::string& command, unsigned int timeoutSeconds, StopGrace grace) {
+    if (grace == StopGrace::Applies && stopGraceOver()) {
         // It would be killed at once: better not run at all than stop half-way.
         LOG_DEBUG("command not run, the stop request's grace period is over: %s", command.c_str());
         return -1;
@@ -66,7 +49,7 @@ int runShell(const std::string& command, unsigned int timeoutSeconds) {
         return -1;
     int status = 0;
     int64_t deadline = monotonicMs() + static_cast<int64_t>(timeoutSeconds) * 1000;
-    Outcome outcome = waitForCommand(pid, deadline, status);
+    Outcome outcome = waitForCommand(pid, deadline, grace, status);
     if (outcome == Outcome::Exited)
         return status;
     // A hung hook or ip command must not stall the daemon; the group kill also ends whatever
@@ -78,8 +61,4 @@ int runShell(const std::string& command, unsigned int timeoutSeconds) {
         LOG_WARNING("command timed out after %u seconds and was killed: %s", timeoutSeconds,
                     command.c_str());
     return -1;
-}
-
-void stopShellCommandsWith(const volatile sig_atomic_t* running) {
-    gShellRunning = running;
 }

@@ -5,6 +5,8 @@
 #include <climits>
 #include <csignal>
 
+#include "support/thread_create.h"
+
 namespace VRX {
 
 namespace {
@@ -52,7 +54,7 @@ void Thread::start() {
     sigaddset(&blocked, SIGTERM);
     sigaddset(&blocked, SIGINT);
     pthread_sigmask(SIG_BLOCK, &blocked, &previous);
-    int created = pthread_create(&thread_, &attr, &Thread::entry, this);
+    int created = createThread(thread_, attr, &Thread::entry, this);
     pthread_sigmask(SIG_SETMASK, &previous, nullptr);
     pthread_attr_destroy(&attr);
     if (created != 0)

@@ -1,5 +1,7 @@
 #include "wan/checking_thread.h"
 
+#include <arpa/inet.h>
+
 #include "support/log.h"
 #include "support/lookup_text.h"
 #include "support/system.h"
@@ -8,12 +10,16 @@
 
 namespace {
 
-// Appends every address that one lookup printed; true when there was at least one.
+// Appends every address that one lookup printed; true when there was at least one. Only a
+// dotted quad counts: the text becomes the probe's target, and a tool that prints anything else
+// after the label has not found an address.
 bool collectAddresses(const std::string& output, std::vector<std::string>& addresses) {
     bool seen = false;
     for (const std::string& line : wanscan::lines(output)) {
         std::string address;
-        if (!wanscan::valueAfter(line, FOUND_IPV4, address))
+        in_addr parsed{};
+        if (!wanscan::valueAfter(line, FOUND_IPV4, address) ||
+            inet_pton(AF_INET, address.c_str(), &parsed) != 1)
             continue;
         seen = true;
         addresses.push_back(address);

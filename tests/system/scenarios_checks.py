@@ -28,10 +28,6 @@ def two_names(w):
     w.write(w.run_dir + "/resolv_eth0.conf", "nameserver 192.0.2.53\n")
 
 
-def tcp_listener(w, d):
-    w.listener = w.start_tcp_listener(T2, 8080)
-
-
 def fake_tool(name, script):
     # A script under a tool's name, before the real tools on the daemon's PATH.
     def setup(w):
@@ -103,7 +99,8 @@ SCENARIOS = [
                  Step(uplink="eth0", hooks=[UPW, UP0], log=[ICMP_RUN, TRUE0], timeout=8),
                  Step(target(T1, False), uplink="wlan0", hooks=[DOWNW], istate={"eth0": "Down\n"},
                       log=[FALSE0, TCP_RUN], timeout=15),
-                 Step(tcp_listener, uplink="eth1", hooks=[UP1], timeout=8),
+                 Step(lambda w, d: setattr(w, "listener", w.start_tcp_listener(T2, 8080)),
+                      uplink="eth1", hooks=[UP1], timeout=8),
                  Step(lambda w, d: w.listener.close(), uplink="wlan0", hooks=[DOWNW], timeout=8,
                       log=["eth1| Active check result changed to false"]),
                  Step(target(T1, True), uplink="eth0", hooks=[UP0], log=[TRUE0], timeout=15)]),

@@ -9,17 +9,15 @@ from scenario import ANY_ERROR, Scenario, Step, active, failover
 START = "uplinker starting up with log level %s"
 
 
-def logged(w, rel):
-    # The (label, message) pairs of a log file under the daemon's /var/run.
-    return log_lines(os.path.join(w.run_dir, rel))
+# The (label, message) pairs of a log file under the daemon's /var/run.
+def logged(w, rel): return log_lines(os.path.join(w.run_dir, rel))  # noqa: E704
 
 
 def level_row(args, level, debug):
-    def check(w, d):
-        return d.lines()[0] == ("INFO", START % level) and ("start init" in d.messages()) == debug
     return Scenario("-p %s logs from %s" % (" -p ".join(args), level), answer=None,
                     args=["-i", "-e"] + sum((["-p", a] for a in args), []), errors=ANY_ERROR,
-                    steps=[Step(exit=0, check=check)])
+                    steps=[Step(exit=0, check=lambda w, d: d.lines()[0] == ("INFO", START % level)
+                                and ("start init" in d.messages()) == debug)])
 
 
 def log_target(in_file, on_stdout):

@@ -34,8 +34,9 @@ constexpr unsigned DOWN = 0x1;
 class Engine {
 public:
     // Builds the table through the configuration loader and completes the start-up dumps on a
-    // real rtnetlink socket; every WAN has link, address and gateway by then.
-    Engine(Mode mode, const std::vector<WanSpec>& wans);
+    // real rtnetlink socket; every WAN has link, address and gateway by then. A table that is
+    // not to be built (starts false) is read through log().
+    Engine(Mode mode, const std::vector<WanSpec>& wans, bool starts = true);
     ~Engine();
 
     // Kernel events about one WAN, by name.

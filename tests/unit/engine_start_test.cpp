@@ -27,8 +27,8 @@ TEST(EngineStart, FirstSwitchInItsOrder) {
     EXPECT_EQ(sim::takeCommands(), expected);
 }
 
-// A name server that does not answer is passed over for the next; a name nobody resolves is
-// still probed, the tool may know it.
+// A name server that does not answer is passed over for the next; a name nobody resolves to an
+// address is still probed, the tool may know it.
 TEST(EngineStart, ProbeTargetThroughTheWansOwnNameServers) {
     const std::string dig = "vrx-dig --bind-address 10.0.0.2 --dns-address ";
     const struct {
@@ -38,17 +38,27 @@ TEST(EngineStart, ProbeTargetThroughTheWansOwnNameServers) {
         {"search x\nnameserver 192.0.2.53\nnameserver 192.0.2.54\n",
          {dig + "192.0.2.53 probe.test", dig + "192.0.2.54 probe.test",
           "uplinker-ping -I 10.0.0.2 -c 1 192.0.2.7"}},
-        {"nameserver 192.0.2.53\n",
-         {dig + "192.0.2.53 probe.test", "uplinker-ping -I 10.0.0.2 -c 1 probe.test"}},
+        // Only an address counts, not a command line that starts with one.
+        {"nameserver 192.0.2.55\n",
+         {dig + "192.0.2.55 probe.test", "uplinker-ping -I 10.0.0.2 -c 1 probe.test"}},
         {"", {"uplinker-ping -I 10.0.0.2 -c 1 probe.test"}},
     };
     for (const auto& c : cases) {
         std::ofstream("/var/run/resolv_eth0.conf") << c.servers;
         sim::answer("vrx-dig", "192.0.2.53", false, "Found ipV4 192.0.2.6\n");
         sim::answer("vrx-dig", "192.0.2.54", true, "; noise\nFound ipV4 192.0.2.7\n");
+        sim::answer("vrx-dig", "192.0.2.55", true, "Found ipV4 192.0.2.2;touch /tmp/x\n");
         WanSpec eth0{"eth0", true};
         eth0.host = "probe.test";
         Engine engine(Mode::Failover, {eth0, {"eth1"}});
         EXPECT_EQ(sim::takeRuns(), c.runs) << c.servers;
     }
+}
+
+// A WAN whose check thread cannot be started is named at ERROR, and the start-up ends there.
+TEST(EngineStart, CheckThreadThatCannotStartEndsStartUp) {
+    sim::threadsToRefusal = 2;
+    Engine engine(Mode::Failover, {{"eth0"}, {"eth1"}, {"eth2"}}, false);
+    const std::vector<std::string> log = engine.log();
+    EXPECT_EQ(std::count(log.begin(), log.end(), "eth1| unable to start the check thread"), 1);
 }

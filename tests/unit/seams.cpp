@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cerrno>
 #include <chrono>
 #include <condition_variable>
 #include <fstream>
@@ -14,6 +15,7 @@
 #include "support/shell.h"
 #include "support/system.h"
 #include "support/text.h"
+#include "support/thread_create.h"
 
 namespace {
 
@@ -34,13 +36,18 @@ int64_t monotonicMs() {
 }
 
 // A route change also notes the current-WAN file as it stands then, which must come first.
-int runShell(const std::string& command, unsigned int /*timeoutSeconds*/) {
+int runShell(const std::string& command, unsigned int /*timeoutSeconds*/, StopGrace /*grace*/) {
     std::string current;
     std::ifstream file(CURRENT_WAN_FILE);
     if (command.rfind("ip route del", 0) == 0 && std::getline(file, current))
         current = " [" + current + "]";
     gCommands.push_back(command + current);
     return 0;
+}
+
+// Only the main thread starts threads.
+int createThread(pthread_t& thread, const pthread_attr_t& attr, void* (*body)(void*), void* arg) {
+    return --sim::threadsToRefusal == 0 ? EAGAIN : pthread_create(&thread, &attr, body, arg);
 }
 
 namespace VRX {
@@ -78,6 +85,8 @@ int System::execute(const std::string& command, const std::vector<std::string>& 
 } // namespace VRX
 
 namespace sim {
+
+int threadsToRefusal = 0;
 
 void advance(int seconds) {
     gNowMs += int64_t{seconds} * 1000;

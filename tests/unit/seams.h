@@ -1,6 +1,7 @@
 // The world the unit binary links in place of the real one: a clock that moves only when a
-// test says so, a shell that records the commands it is given, and probe and lookup programs
-// whose answers a test scripts. The engine and the real check threads run on top of it.
+// test says so, a shell that records the commands it is given, probe and lookup programs
+// whose answers a test scripts, and thread creation that may fail. The engine and the real
+// check threads run on top of it.
 #pragma once
 
 #include <string>
@@ -21,6 +22,8 @@ void answer(const std::string& command, const std::string& key, bool ok,
             const std::string& output = "");
 // From now on a probe answers only once that many probes ran at the same time.
 void together(int probes);
+// Set to n, the n-th thread started from then on cannot be created.
+extern int threadsToRefusal;
 // Forgets every answer and record.
 void reset();
 
