@@ -7,6 +7,7 @@
 #include <functional>
 
 #include "engine.h"
+#include "support/clock.h"
 
 namespace {
 
@@ -155,5 +156,68 @@ TEST(EngineRules, Stories) {
                 EXPECT_NE(std::find(logged.begin(), logged.end(), line), logged.end())
                     << line << " after " << at << " s";
         }
+    }
+}
+
+namespace {
+
+// The cause the status file gives for the last switch, one row per cause; the switch is made
+// in the last second of the row.
+struct CauseRow {
+    const char* cause;
+    std::vector<WanSpec> wans;
+    Act act;
+    int seconds;
+    const char* from;
+    const char* to;
+    Mode mode = Mode::Failover;
+};
+
+// first, then seconds of work steps, then second.
+Act then(Act first, int seconds, Act second) {
+    return [=](Engine& e) {
+        first(e);
+        e.step(seconds);
+        second(e);
+    };
+}
+Act lose(const char* what, const std::string& name) {
+    return [=](Engine& e) {
+        std::string(what) == "address" ? e.address(name, false) : e.gateway(name, false);
+    };
+}
+const std::vector<WanSpec> TWO = {{"eth0"}, {"eth1"}};
+
+// clang-format off
+const CauseRow CAUSES[] = {
+    {"start", TWO, NOTHING, 0, "", "eth0"},
+    {"eth0: carrier lost", TWO, carrier("eth0", DOWN), 1, "eth0", "eth1"},
+    {"eth0: carrier lost", TWO, carrier("eth0", DOWN), 1, "eth0", "", Mode::Constant},
+    {"eth0: link deleted", TWO, gone("eth0"), 1, "eth0", "eth1"},
+    {"eth0: address removed", TWO, lose("address", "eth0"), 1, "eth0", "eth1"},
+    {"eth0: gateway removed", TWO, lose("gateway", "eth0"), 1, "eth0", "eth1"},
+    {"eth0: probe failed", {active("eth0", 20, true), {"eth1"}}, then(NOTHING, 2, probe("eth0", false)), 20, "eth0", "eth1"},
+    {"ppp0: modem disconnected", {PPP0, {"eth1"}}, then(cell("CONNECTED\n"), 2, cell("NO SERVICE\n")), 2, "ppp0", "eth1"},
+    {"eth0: usable again", TWO, then(carrier("eth0", DOWN), 1, carrier("eth0", RUNNING)), 1, "eth1", "eth0"},
+    {"wlan0: roaming lock ran out", {WLAN0, {"eth1"}}, carrier("wlan0", ROAMING), 30, "wlan0", "eth1"},
+    // eth0's return during the lock is dropped with every other request; the unlock decides.
+    {"wlan0: roaming lock ended", {{"eth0"}, WLAN0}, then(then(carrier("eth0", DOWN), 1, both(carrier("wlan0", ROAMING),
+     carrier("eth0", RUNNING))), 1, carrier("wlan0", RUNNING)), 1, "wlan0", "eth0"},
+};
+// clang-format on
+
+} // namespace
+
+TEST(EngineRules, SwitchCauses) {
+    for (const CauseRow& row : CAUSES) {
+        SCOPED_TRACE(row.cause);
+        Engine engine(row.mode, row.wans);
+        row.act(engine);
+        engine.step(row.seconds);
+        const Json::Value last = engine.status()["last_switch"];
+        EXPECT_EQ(last["cause"].asString(), row.cause);
+        EXPECT_EQ(last["from"].asString() + ">" + last["to"].asString(),
+                  std::string(row.from) + ">" + row.to);
+        EXPECT_EQ(last["time"].asInt64(), realtimeMs() / 1000);
     }
 }
