@@ -42,7 +42,7 @@ def shows(fields, table=()):
         def at(key):
             value = status(w)
             for part in key.split("."):
-                value = value[int(part)] if isinstance(value, list) else value.get(part)
+                value = value[int(part)] if isinstance(value, list) else (value or {}).get(part)
             return value
         code, out = tool(w) if table else (0, "")
         lines = out.splitlines()
@@ -77,8 +77,8 @@ def replaced(w, d):
 
 
 def locked(w, d):
-    lock = status(w)["lock"]
-    return lock["wan"] == "wlan0" and 25 <= lock["until"] - time.time() <= 31
+    lock = (status(w) or {}).get("lock") or {}
+    return lock.get("wan") == "wlan0" and 25 <= lock["until"] - time.time() <= 31
 
 
 PASSIVE = r"passive +"
