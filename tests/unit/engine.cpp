@@ -169,13 +169,6 @@ std::vector<std::string> Engine::log() {
     return messages;
 }
 
-Json::Value Engine::status() const {
-    std::ifstream file(STATUS_FILE);
-    Json::Value parsed;
-    file >> parsed;
-    return parsed;
-}
-
 std::vector<std::string> Engine::probed() {
     // Check threads run side by side, so their order says nothing.
     std::multiset<std::string> names;

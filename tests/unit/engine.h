@@ -58,8 +58,6 @@ public:
     std::vector<std::string> log();
     // The WANs probed since the last call, sorted.
     std::vector<std::string> probed();
-    // The status file as it stands.
-    Json::Value status() const;
 
 private:
     int indexOf(const std::string& name) const;
