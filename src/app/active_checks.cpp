@@ -21,12 +21,15 @@ bool intervalElapsed(int32_t lastCheckTime, uint32_t interval) {
 }
 
 // Starts a check on an idle WAN whose interval has run out; a WAN without internet is checked
-// at the short interval so that it can come back quickly. True when one was started.
+// at the short interval so that it can come back quickly, and so is one whose verdicts are
+// being counted toward a change, so that the change is confirmed quickly. True when one was
+// started.
 bool startCheckIfDue(Wan& wan) {
     if (!wan.linkReady())
         return false;
     const int32_t last = readLastCheckTime(wan);
-    if (!wan.inet() && intervalElapsed(last, wan.config.shortCheckInterval)) {
+    const bool hurried = !wan.inet() || wan.pendingCount > 0;
+    if (hurried && intervalElapsed(last, wan.config.shortCheckInterval)) {
         LOG_WAN(TRACE, wan.ifname, "Wan::checkActivate after a short interval");
         wan.checkActivate();
     } else if (intervalElapsed(last, wan.config.checkInterval)) {
@@ -38,24 +41,37 @@ bool startCheckIfDue(Wan& wan) {
     return true;
 }
 
-// Takes a finished verdict into activeResult and releases the check. Returns the verdict in a
-// word, or nullptr when none was there to collect.
+// A WAN with several targets says how many of them answered.
+void logTargetCounts(const Wan& wan) {
+    if (wan.config.moreHosts.empty())
+        return;
+    uint32_t answered = 0;
+    uint32_t probed = 0;
+    wan.readTargetCounts(answered, probed);
+    LOG_WAN(TRACE, wan.ifname, "%u/%u targets answered", answered, probed);
+}
+
+// Takes a finished verdict toward activeResult and releases the check. Returns the verdict in
+// a word, or nullptr when none was there to collect.
 const char* collectVerdict(Wan& wan, CheckState state) {
     const char* name = wan.ifname.c_str();
     if (state == CheckState::SuccessUp) {
         LOG_WAN(TRACE, name, "Wan::checkDone (up)");
+        logTargetCounts(wan);
         wan.checkDone();
-        wan.activeResult = true;
+        wan.weighVerdict(true);
         return "up";
     }
     if (state == CheckState::SuccessDown) {
         LOG_WAN(TRACE, name, "Wan::checkDone (down)");
+        logTargetCounts(wan);
         wan.checkDone();
-        wan.activeResult = false;
+        wan.weighVerdict(false);
         return "down";
     }
     if (state == CheckState::Failed) {
         LOG_WAN(TRACE, name, "Wan::checkDone (failed)");
+        logTargetCounts(wan);
         wan.checkDone();
         return "failed";
     }

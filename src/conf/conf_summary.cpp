@@ -1,6 +1,7 @@
 #include "conf/conf_summary.h"
 
 #include "support/log.h"
+#include "support/text.h"
 
 namespace {
 
@@ -13,12 +14,26 @@ void logWanLine(const WanConfig& c) {
              c.hostKind == HostKind::Fqdn ? "fqdn" : "ipv4", c.hostname.c_str());
 }
 
+// Only for a WAN with the optional probe settings, so a configuration without them prints
+// exactly what it always did.
+void logTrustLine(const WanConfig& c) {
+    if (!hasProbeTrust(c))
+        return;
+    std::vector<std::string> targets{c.hostname};
+    targets.insert(targets.end(), c.moreHosts.begin(), c.moreHosts.end());
+    LOG_INFO("  %-8s: [%-5s] - Targets [%s], Reliability [%u/%zu], Down/Up [%u/%u]",
+             wanTypeName(c.type), c.name.c_str(), VRX::Text::join(targets, ' ').c_str(),
+             c.reliability, targets.size(), c.downCount, c.upCount);
+}
+
 } // namespace
 
 void logConfSummary(Mode mode, const std::list<WanConfig>& configs) {
     LOG_INFO("Configuration loaded:");
     LOG_INFO("  Uplinker mode [%s]", modeName(mode));
     LOG_INFO("  Number of wan interfaces [%d]", static_cast<int>(configs.size()));
-    for (const WanConfig& c : configs)
+    for (const WanConfig& c : configs) {
         logWanLine(c);
+        logTrustLine(c);
+    }
 }

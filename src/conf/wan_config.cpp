@@ -1,5 +1,7 @@
 #include "conf/wan_config.h"
 
+#include <arpa/inet.h>
+
 namespace {
 
 // Enumerations arrive from the configuration as plain integers, so every lookup is bounded.
@@ -30,4 +32,14 @@ const char* monitorModeName(MonitorMode mode) {
 const char* checkTypeName(CheckType type) {
     static const char* const names[] = {"Icmp", "Tcp"};
     return nameOf(names, type);
+}
+
+HostKind hostKindOf(const std::string& host) {
+    in_addr parsed{};
+    return inet_pton(AF_INET, host.c_str(), &parsed) > 0 ? HostKind::Ipv4 : HostKind::Fqdn;
+}
+
+bool hasProbeTrust(const WanConfig& config) {
+    return !config.moreHosts.empty() || config.reliability != 1 || config.downCount != 1 ||
+           config.upCount != 1;
 }

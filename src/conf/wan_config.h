@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 enum class Mode : int32_t { Constant = 0, Failover = 1 };
 enum class WanType : int32_t { Unknown = 0, Cellular = 1, Wifi = 2, Ethernet = 3 };
@@ -15,6 +16,13 @@ const char* modeName(Mode mode);
 const char* wanTypeName(WanType type);
 const char* monitorModeName(MonitorMode mode);
 const char* checkTypeName(CheckType type);
+
+// Ipv4 when the probe target is a dotted IPv4 address, else Fqdn: a name to resolve.
+HostKind hostKindOf(const std::string& host);
+
+// Bounds of the optional probe settings: targets in all, and the damping counts.
+constexpr size_t MAX_PROBE_TARGETS = 8;
+constexpr uint32_t MAX_VERDICT_COUNT = 100;
 
 struct WanConfig {
     std::string name;
@@ -32,4 +40,16 @@ struct WanConfig {
     uint16_t icmpCount = 0;
     std::string resolvFile;
     int32_t routeTable = 0;
+    // Optional: probe targets checked side by side with hostname (empty: hostname alone, as
+    // without the option), at most MAX_PROBE_TARGETS in all; hostname is the first target.
+    std::vector<std::string> moreHosts;
+    // How many targets must answer for an "up" verdict, 1 .. number of targets.
+    uint32_t reliability = 1;
+    // Damping: how many verdicts in a row against the active result change it, going down and
+    // going up; 1 .. MAX_VERDICT_COUNT, and 1 is the behaviour without the option.
+    uint32_t downCount = 1;
+    uint32_t upCount = 1;
 };
+
+// True when a WAN has any of the optional probe settings beyond their defaults.
+bool hasProbeTrust(const WanConfig& config);

@@ -1,8 +1,8 @@
 #include "conf/wan_entry.h"
 
 #include <algorithm>
-#include <arpa/inet.h>
 
+#include "conf/probe_trust.h"
 #include "support/log.h"
 #include "support/paths.h"
 
@@ -108,9 +108,7 @@ bool readProbeTarget(const Json::Value& active, const std::string& path, JsonRea
         !reader.number(active, path, "icmpCount", count) ||
         !reader.number(active, path, "tcpPort", port))
         return false;
-    in_addr parsed{};
-    record.hostKind =
-        inet_pton(AF_INET, record.hostname.c_str(), &parsed) > 0 ? HostKind::Ipv4 : HostKind::Fqdn;
+    record.hostKind = hostKindOf(record.hostname);
     // Both values are 16-bit fields: larger numbers wrap rather than being rejected.
     record.icmpCount = static_cast<uint16_t>(count);
     if (record.icmpCount == 0 || record.icmpCount > MAX_ICMP_COUNT) {
@@ -165,6 +163,9 @@ EntryOutcome readWanEntry(const Json::Value& entry, const std::string& path,
     if (outcome != EntryOutcome::Accepted)
         return outcome;
     record.resolvFile = RESOLV_FILE_PREFIX + record.name + RESOLV_FILE_SUFFIX;
-    return readSettings(entry, path, context.reader, record) ? EntryOutcome::Accepted
-                                                             : EntryOutcome::Invalid;
+    if (!readSettings(entry, path, context.reader, record))
+        return EntryOutcome::Invalid;
+    // Reached only with "monitor" and "active" known to be objects or absent.
+    readProbeTrust(entry["monitor"], record);
+    return EntryOutcome::Accepted;
 }

@@ -59,6 +59,12 @@ CheckState Wan::readCheckState() const {
     return checkState;
 }
 
+void Wan::readTargetCounts(uint32_t& answered, uint32_t& probed) const {
+    VRX::LockGuard guard(lock);
+    answered = targetsAnswered;
+    probed = targetsProbed;
+}
+
 bool Wan::inet() const {
     if (!config.enabled || !linkReady())
         return false;

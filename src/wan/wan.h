@@ -34,6 +34,15 @@ public:
     void checkDone();
     // The check state, read under the lock: the check thread writes it.
     CheckState readCheckState() const;
+    // targetsAnswered and targetsProbed of the last verdict, read together under the lock.
+    void readTargetCounts(uint32_t& answered, uint32_t& probed) const;
+
+    // Takes a collected verdict (true: up) into activeResult. A verdict against it only counts
+    // toward a change, made once config.downCount (or upCount) of them came in a row; a verdict
+    // that agrees drops the count. With counts of 1 every verdict is taken at once.
+    void weighVerdict(bool verdictUp);
+    // Drops a pending count, for a caller that has just decided activeResult itself.
+    void clearPending();
 
     // Usable as the uplink: enabled, up, misc, address and gateway, and a positive verdict
     // unless it is passive or the last enabled WAN.
@@ -61,6 +70,15 @@ public:
     mutable VRX::Lock lock;
     WanCheckingThread thread;
     int32_t lastCheckTime;
+    // Of the last verdict the check thread stored: how many probe targets answered, and how
+    // many were probed (0 when none could be: no address, or no probe could start). Written
+    // with checkState and, like it, read and written only under lock.
+    uint32_t targetsAnswered = 0;
+    uint32_t targetsProbed = 0;
+    // Damping, main thread only: how many verdicts in a row have disagreed with activeResult
+    // (0: no change pending) and the way they push it (true: towards up).
+    uint32_t pendingCount = 0;
+    bool pendingUp = false;
 
 private:
     // Starts the thread; a WAN without one would wait for a verdict forever, so that is an error.

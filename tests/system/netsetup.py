@@ -13,7 +13,7 @@ import sys
 # name -> (link number N, inventory type, rt_tables name, table number)
 WANS = {"eth0": (0, "ETHERNET", "eth0", 100), "eth1": (1, "ETHERNET", "eth1", 101),
         "wlan0": (2, "WIFI", "wlan0", 102), "ppp0": (3, "CELLULAR", "cellular", 103)}
-TARGET, TARGET2, DNS_SERVER = "192.0.2.1", "192.0.2.2", "192.0.2.53"
+TARGET, TARGET2, TARGET3, DNS_SERVER = "192.0.2.1", "192.0.2.2", "192.0.2.3", "192.0.2.53"
 CLONE_NEWNET = 0x40000000
 RT_TABLES = "255\tlocal\n254\tmain\n253\tdefault\n0\tunspec\n" + "".join(
     "%d\t%s\n" % (table, rt_name) for (_, _, rt_name, table) in WANS.values())
@@ -42,7 +42,7 @@ class Topology:
         for ns in (self.gw, self.isp):
             run("ip", "netns", "add", ns)
             run("ip", "-n", ns, "link", "set", "lo", "up")
-        for addr in (TARGET, TARGET2, DNS_SERVER):
+        for addr in (TARGET, TARGET2, TARGET3, DNS_SERVER):
             self.ip_isp("addr", "add", addr + "/32", "dev", "lo")
 
     def add_wan(self, name, dormant=False):

@@ -23,6 +23,11 @@ def name_server(w):
     w.write(w.run_dir + "/resolv_eth0.conf", "search example\n" * 70000 + "nameserver 192.0.2.53\n")
 
 
+def two_names(w):
+    w.queries = w.start_name_server({"t2.test": T2, "t3.test": netsetup.TARGET3})
+    w.write(w.run_dir + "/resolv_eth0.conf", "nameserver 192.0.2.53\n")
+
+
 def tcp_listener(w, d):
     w.listener = w.start_tcp_listener(T2, 8080)
 
@@ -109,6 +114,17 @@ SCENARIOS = [
                       log=["eth0| The hostname probe.test successfully resolved",
                            "eth0| Run checking active -> uplinker-ping -I 10.0.0.2 -c 2 "
                            "192.0.2.2"])]),
+    # A silent target holds a check for 6 s, the time of one probe: its probes run side by side.
+    Scenario("two of three targets must answer", setup=two_names,
+             answer=failover(active("eth0", hostnames=["t2.test", "t3.test"], reliability=2),
+                             "eth1"), steps=[
+                 Step(uplink="eth0", hooks=[UP1, UP0], log=["eth0| 3/3 targets answered"],
+                      check=lambda w, d: all("%s from 10.0.0.2" % n in read_text(w.queries)
+                                             for n in ("t2.test", "t3.test")), timeout=8),
+                 Step(target(T1, False), uplink="eth0", hooks=[], timeout=10,
+                      log=["eth0| 2/3 targets answered"]),
+                 Step(target(T2, False), uplink="eth1", hooks=[DOWN1], timeout=10,
+                      log=["eth0| 1/3 targets answered", FALSE0])]),
     Scenario("a hung probe stops neither failover nor a prompt shutdown",
              wans=("eth0", "eth1", "wlan0"), setup=fake_tool("uplinker-ping", HUNG_PING),
              answer=failover(active("eth0"), active("eth1"), "wlan0"), steps=[

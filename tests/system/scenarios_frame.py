@@ -76,23 +76,37 @@ def rich():
                  ("eth2", dict(priority=40, count=65537, port=70000, enabled=False)),
                  ("lte0", dict(priority=50, type="LTE", count=255)), ("eth3", {"priority": 60}))
     del a["uplinker"]["wans"][-1]["monitor"]
+    # The optional probe settings, repaired: not a list, not a number, entries that are no
+    # host, too many targets, counts and a reliability out of range; a target only in the list.
+    wans = a["uplinker"]["wans"]
+    wans[0]["monitor"].update(downCount=3, upCount=2)
+    wans[0]["monitor"]["active"].update(hostnames="192.0.2.3", reliability="2")
+    wans[1]["monitor"].update(downCount=0, upCount=101)
+    wans[1]["monitor"]["active"].update(reliability=12, hostnames=["192.0.2.3", "", 7] + [
+        "t%d.test" % n for n in range(8)])
+    wans[7]["monitor"]["active"].update(hostname="", hostnames=["192.0.2.9"])
     a["waninfo"]["wans"].append(dict(a["waninfo"]["wans"][-3], enabled=True))
     return a
 
 
 def summary(*entries):
+    # An entry is a WAN's values, or (a text) the line of its optional probe settings.
+    wans = [e for e in entries if isinstance(e, tuple)]
     return ["Configuration loaded:", "  Uplinker mode [Failover]",
-            "  Number of wan interfaces [%d]" % len(entries)] + [
+            "  Number of wan interfaces [%d]" % len(wans)] + [
         "  %-8s: [%-5s] - %-8s, Prio/W [%s], [%s][%s], Interval [%-2s], Tcp [:%s], Icmp [#%s], "
-        "Host [%s]" % e for e in entries]
+        "Host [%s]" % e if e in wans else e for e in entries]
 
 
 SUMMARY = summary(
-    ("PPP", "ppp0", "enabled", "10/3", "Passive", "Icmp", 25, 0, 1, "ipv4: 192.0.2.1"),
-    ("ETHERNET", "eth1", "enabled", "20/1", "Passive", "Tcp", 25, 8080, 4, "fqdn: probe.test"),
     ("ETHERNET", "eth0", "enabled", "30/1", "Active", "Icmp", 60, 0, 4, "ipv4: 192.0.2.1"),
+    "  ETHERNET: [eth0 ] - Targets [192.0.2.1], Reliability [1/1], Down/Up [3/2]",
+    ("ETHERNET", "eth1", "enabled", "20/1", "Passive", "Tcp", 25, 8080, 4, "fqdn: probe.test"),
+    "  ETHERNET: [eth1 ] - Targets [probe.test 192.0.2.3 t0.test t1.test t2.test t3.test "
+    "t4.test t5.test], Reliability [8/8], Down/Up [1/100]",
+    ("PPP", "ppp0", "enabled", "10/3", "Passive", "Icmp", 25, 0, 1, "ipv4: 192.0.2.1"),
     ("ETHERNET", "eth2", "disabled", "40/1", "Passive", "Icmp", 2, 4464, 1, "ipv4: 192.0.2.1"),
-    ("Unknown", "lte0", "enabled", "50/1", "Passive", "Icmp", 2, 0, 255, "ipv4: 192.0.2.1"),
+    ("Unknown", "lte0", "enabled", "50/1", "Passive", "Icmp", 2, 0, 255, "ipv4: 192.0.2.9"),
     ("ETHERNET", "eth3", "enabled", "60/1", "Passive", "Icmp", 60, 0, 4, "fqdn: "))
 NO_CELLULAR = "100\teth0\n101\teth1\n102\teth2\n103\teth3\n"
 
@@ -101,7 +115,20 @@ NO_CELLULAR = "100\teth0\n101\teth1\n102\teth2\n103\teth3\n"
 WARNINGS = sorted(["Config: invalid check interval value"] * 2 + [
     "Config: invalid icmp count value"] * 3 + ["Failed to find route table for %s interface. %s" % r
                                                for r in (("ppp0", "Using default value."),
-                                                         ("eth7", "Skipping wan interface."))])
+                                                         ("eth7", "Skipping wan interface."))] + [
+    "Config: hostnames of eth0 is not a list, ignored",
+    "Config: eth1 has more than 8 probe targets, the first 8 are used"] + [
+    "Config: hostnames[%d] of eth1 is not a host, ignored" % n for n in (1, 2)] + [
+    "Config: invalid %s value for %s, using %s" % r for r in (
+        ("reliability", "eth0", 1), ("reliability", "eth1", 8), ("downCount", "eth1", 1),
+        ("upCount", "eth1", 100))])
+
+
+def summed_up(w, d):
+    # The summary to the letter, with no line between or after its lines, and every warning.
+    info = d.messages("INFO")
+    at = info.index(SUMMARY[0])
+    return info[at:at + len(SUMMARY) + 1] == SUMMARY and sorted(d.messages("WARNING")) == WARNINGS
 
 
 SCENARIOS = [
@@ -115,7 +142,7 @@ SCENARIOS = [
                      # A cellular link's short interval is its full one: nothing to say.
                      nolog=["Config: setting short check interval for ppp0 interface to %d "
                             "seconds" % n for n in (10, 25)],
-                     check=lambda w, d: sorted(d.messages("WARNING")) == WARNINGS)]),
+                     check=summed_up)]),
 ] + [
     Scenario(name, answer=None, args=args, errors=ANY_ERROR, steps=[
         Step(exit=0, check=log_target(in_file, on_stdout))])

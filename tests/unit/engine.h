@@ -21,6 +21,9 @@ struct WanSpec {
     std::string host = "192.0.2.1";
     // What its probe answers until told otherwise.
     bool probeOk = false;
+    // The optional probe settings: further targets, reliability, down and up counts.
+    std::vector<std::string> more = {};
+    uint32_t reliability = 1, down = 1, up = 1;
 };
 
 // IFF_UP | IFF_RUNNING | IFF_LOWER_UP, and the flags of a Wi-Fi client while it re-associates.

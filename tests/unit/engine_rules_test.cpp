@@ -58,11 +58,19 @@ Act redialled(const std::string& name) {
         e.usable(name);
     };
 }
+// The probe of that target succeeds or fails from now on, whichever WAN probes it.
+Act reply(const std::string& target, bool ok) {
+    return [=](Engine&) { sim::answer("uplinker-ping", target, ok); };
+}
 const Act NOTHING = [](Engine&) {};
 
 WanSpec active(const std::string& name, uint32_t interval, bool ok = false,
                WanType type = WanType::Ethernet) {
     return WanSpec{name, true, true, interval, type, "192.0.2.1", ok};
+}
+WanSpec trusted(const std::string& name, Names more, uint32_t reliability, uint32_t down,
+                uint32_t up, WanType type = WanType::Ethernet) {
+    return WanSpec{name, true, true, 20, type, "192.0.2.1", true, more, reliability, down, up};
 }
 const WanSpec WLAN0 = {"wlan0", false, true, 60, WanType::Wifi};
 const WanSpec PPP0 = {"ppp0", false, true, 60, WanType::Cellular};
@@ -128,6 +136,23 @@ const Story STORIES[] = {
       {both(probe("eth0", true), probe("eth1", false)), 11, {UP0, "-i eth0"}, {}, {"eth1| Wan::checkDone (down)"}}}},
     {"a single enabled WAN runs in Constant mode, unprobed",
      {active("eth0", 10), {"eth1", false, false}}, {UP0}, {{NOTHING, 30, {}, {{}}}}},
+    // From the second check on, a probe answers only while all three of its check run at once.
+    {"a quorum of targets, probed side by side, decides the verdict",
+     {trusted("eth0", {"192.0.2.11", "192.0.2.12"}, 2, 1, 1), {"eth1"}}, {UP1},
+     {{both([](Engine&) { sim::together(3); }, both(reply("192.0.2.1", false),
+       reply("192.0.2.12", false))), 2, {UP0}, {}, {"eth0| 3/3 targets answered"}},
+      {NOTHING, 20, {DOWN1}, {}, {"eth0| 1/3 targets answered"}},
+      {reply("192.0.2.12", true), 10, {UP0}, {}, {"eth0| 2/3 targets answered"}}}},
+    {"verdicts against the result count toward a change; one that agrees drops the count",
+     {trusted("eth0", {}, 1, 3, 2), {"eth1"}}, {UP1},
+     {{NOTHING, 11, {}, {}, {"eth0| Active check verdict up 1/2"}}, {NOTHING, 1, {UP0}},
+      {probe("eth0", false), 19, {}, {}, {"eth0| Active check verdict down 1/3"}},
+      {probe("eth0", true), 10, {}, {}, {"eth0| Active check count down 1/3 dropped"}},
+      {probe("eth0", false), 40, {}}, {NOTHING, 1, {DOWN1}}}},
+    {"the early unlock drops a count", {trusted("wlan0", {}, 1, 2, 1, WanType::Wifi), {"eth1"}},
+     {UP1}, {{probe("wlan0", false), 21, {UPW}, {}, {"wlan0| Active check verdict down 1/2"}},
+             {carrier("wlan0", ROAMING), 2, {}}, {carrier("wlan0", RUNNING), 1, {"-i wlan0"}},
+             {NOTHING, 17, {}, {}, {"wlan0| Active check verdict down 1/2"}}}},
     {"Constant mode never probes", {active("eth0", 10), active("eth1", 10)}, {UP0},
      {{NOTHING, 120, {}, {{}}}}, Mode::Constant},
 };

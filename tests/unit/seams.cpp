@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
+#include <condition_variable>
 #include <fstream>
 #include <map>
 #include <mutex>
@@ -22,6 +24,8 @@ std::vector<std::string> gCommands;
 std::mutex gProgramsMutex;
 std::map<std::pair<std::string, std::string>, std::pair<bool, std::string>> gAnswers;
 std::vector<std::string> gRuns;
+std::condition_variable gChanged;
+int gTogether = 0, gInFlight = 0, gPeak = 0;
 
 } // namespace
 
@@ -53,17 +57,27 @@ int System::execute(const std::string& command, const std::vector<std::string>& 
 
 int System::execute(const std::string& command, const std::vector<std::string>& arguments,
                     std::string& output, unsigned int /*timeoutMs*/) {
-    std::lock_guard<std::mutex> guard(gProgramsMutex);
+    std::unique_lock<std::mutex> guard(gProgramsMutex);
     gRuns.push_back(command + " " + Text::join(arguments, ' '));
-    for (const auto& [key, reply] : gAnswers) {
-        if (key.first == command &&
-            std::find(arguments.begin(), arguments.end(), key.second) != arguments.end()) {
-            output = reply.second;
-            return reply.first ? 0 : 1;
-        }
+    // Held probes wait (in real time) until gTogether of them run at once; any that waits in
+    // vain fails.
+    const bool held = command == "uplinker-ping" && gTogether > 0;
+    gPeak = std::max(gPeak, ++gInFlight);
+    gChanged.notify_all();
+    const bool met = !held || gChanged.wait_for(guard, std::chrono::seconds(2),
+                                                [] { return gPeak >= gTogether; });
+    gPeak = --gInFlight == 0 ? 0 : gPeak;
+    // An answer for the target (the last argument) wins over one for any other argument.
+    auto reply = gAnswers.end();
+    for (auto it = gAnswers.begin(); it != gAnswers.end(); ++it) {
+        const auto& [key, text] = it->first;
+        if (key == command &&
+            std::find(arguments.begin(), arguments.end(), text) != arguments.end() &&
+            (reply == gAnswers.end() || text == arguments.back()))
+            reply = it;
     }
-    output.clear();
-    return 1;
+    output = reply != gAnswers.end() ? reply->second.second : "";
+    return met && reply != gAnswers.end() && reply->second.first ? 0 : 1;
 }
 
 } // namespace VRX
@@ -89,9 +103,15 @@ void answer(const std::string& command, const std::string& key, bool ok,
     gAnswers[{command, key}] = {ok, output};
 }
 
+void together(int probes) {
+    std::lock_guard<std::mutex> guard(gProgramsMutex);
+    gTogether = probes;
+}
+
 void reset() {
     takeCommands();
     std::lock_guard<std::mutex> guard(gProgramsMutex);
+    gTogether = 0;
     gAnswers.clear();
     gRuns.clear();
 }

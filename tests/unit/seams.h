@@ -15,10 +15,12 @@ std::vector<std::string> takeCommands();
 // Every probe or lookup program run since the last call: the command and its arguments.
 std::vector<std::string> takeRuns();
 
-// A run of command whose arguments contain key exits with 0 when ok, else 1; output is what it
-// prints. Unscripted runs fail.
+// A run of command whose arguments contain key (preferably as the last) exits with 0 when ok,
+// else 1; output is what it prints. Unscripted runs fail.
 void answer(const std::string& command, const std::string& key, bool ok,
             const std::string& output = "");
+// From now on a probe answers only once that many probes ran at the same time.
+void together(int probes);
 // Forgets every answer and record.
 void reset();
 
