@@ -101,7 +101,7 @@ void App::driveActiveChecks() {
             if (startCheckIfDue(wan))
                 status.markDirty();
         } else if (const char* verdict = collectVerdict(wan, state)) {
-            status.noteVerdict(static_cast<size_t>(index), verdict);
+            status.noteVerdict(static_cast<size_t>(index), verdict, wan);
         }
         if (wan.activeResult == oldResult)
             continue;

@@ -17,6 +17,21 @@ Json::Value verdictStatus(const StatusReport::Verdict& verdict) {
     Json::Value out;
     out["result"] = verdict.result;
     out["time"] = Json::Int64{verdict.time};
+    if (verdict.counted) {
+        out["answered"] = verdict.answered;
+        out["probed"] = verdict.probed;
+    }
+    return out;
+}
+
+// Verdicts counted toward a change of the active result, for a WAN whose changes are damped.
+Json::Value pendingStatus(const Wan& wan) {
+    if (wan.pendingCount == 0)
+        return Json::nullValue;
+    Json::Value out;
+    out["toward"] = wan.pendingUp ? "up" : "down";
+    out["count"] = wan.pendingCount;
+    out["needed"] = wan.pendingUp ? wan.config.upCount : wan.config.downCount;
     return out;
 }
 
@@ -35,6 +50,8 @@ Json::Value wanStatus(const Wan& wan, const StatusReport::Verdict& verdict) {
         out["active_result"] = wan.activeResult;
         out["check"] = checkStateName(wan.readCheckState());
         out["verdict"] = verdictStatus(verdict);
+        if (wan.config.upCount > 1 || wan.config.downCount > 1)
+            out["pending"] = pendingStatus(wan);
     }
     out["usable"] = wan.inet();
     return out;

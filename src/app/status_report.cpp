@@ -59,10 +59,14 @@ void StatusReport::noteSwitch(const Wan* from, const Wan* to) {
     dirty = true;
 }
 
-void StatusReport::noteVerdict(size_t index, const char* result) {
+void StatusReport::noteVerdict(size_t index, const char* result, const Wan& wan) {
     if (verdicts.size() <= index)
         verdicts.resize(index + 1);
-    verdicts[index] = Verdict{result, realtimeMs() / 1000};
+    Verdict& verdict = verdicts[index];
+    verdict = Verdict{result, realtimeMs() / 1000};
+    verdict.counted = !wan.config.moreHosts.empty();
+    if (verdict.counted)
+        wan.readTargetCounts(verdict.answered, verdict.probed);
     dirty = true;
 }
 

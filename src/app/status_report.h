@@ -13,10 +13,14 @@ class Wan;
 
 class StatusReport {
 public:
-    // A WAN's last collected verdict; time 0 means none yet.
+    // A WAN's last collected verdict; time 0 means none yet. The target counts are kept only
+    // for a WAN with several targets.
     struct Verdict {
         const char* result = "";
         int64_t time = 0;
+        bool counted = false;
+        uint32_t answered = 0;
+        uint32_t probed = 0;
     };
     // The last move of the uplink; names are empty for none, time 0 before the first one.
     struct Switch {
@@ -34,7 +38,7 @@ public:
     // The uplink moved, or was first applied, under the cause last requested.
     void noteSwitch(const Wan* from, const Wan* to);
     const Switch& lastSwitch() const { return last; }
-    void noteVerdict(size_t index, const char* result);
+    void noteVerdict(size_t index, const char* result, const Wan& wan);
     Verdict verdict(size_t index) const;
     // Replaces the file with text unless that is what it holds already.
     void publish(const std::string& text);

@@ -158,6 +158,20 @@ const Story STORIES[] = {
 };
 // clang-format on
 
+Json::Value statusFile() {
+    Json::Value status;
+    std::ifstream(STATUS_FILE) >> status;
+    return status;
+}
+
+// A WAN's last verdict with its target counts, and the verdicts counted toward a change.
+std::string trustShown(const Json::Value& wan) {
+    const Json::Value &verdict = wan["verdict"], &pending = wan["pending"];
+    return verdict["result"].asString() + " " + verdict["answered"].asString() + "/" +
+           verdict["probed"].asString() + " " + pending["toward"].asString() + " " +
+           pending["count"].asString() + "/" + pending["needed"].asString();
+}
+
 // The cause the status file gives for the last switch, one row per cause; the switch is made
 // ago seconds before the row's end.
 struct CauseRow {
@@ -232,11 +246,21 @@ TEST(EngineRules, SwitchCauses) {
         Engine engine(row.mode, row.wans);
         row.act(engine);
         engine.step(row.seconds);
-        Json::Value status;
-        std::ifstream(STATUS_FILE) >> status;
-        const Json::Value& last = status["last_switch"];
+        const Json::Value last = statusFile()["last_switch"];
         EXPECT_EQ(last["cause"].asString(), row.cause);
         EXPECT_EQ(last["from"].asString() + ">" + last["to"].asString(), row.move);
         EXPECT_EQ(last["time"].asInt64(), realtimeMs() / 1000 - row.ago);
     }
+}
+
+TEST(EngineRules, StatusOfTrustedProbes) {
+    Engine engine(Mode::Failover,
+                  {trusted("eth0", {"192.0.2.11", "192.0.2.12"}, 2, 2, 1), {"eth1"}});
+    // The first check ran with every target answering; the second comes 20 s later.
+    reply("192.0.2.12", false)(engine);
+    engine.step(21);
+    EXPECT_EQ(trustShown(statusFile()["wans"][0]), "up 2/3  /");
+    reply("192.0.2.1", false)(engine);
+    engine.step(20);
+    EXPECT_EQ(trustShown(statusFile()["wans"][0]), "down 1/3 down 1/2");
 }

@@ -60,7 +60,15 @@ std::string probeText(const Json::Value& wan, int64_t now) {
     if (!verdict.isObject())
         return wan["check"].asString() == "RunActive" ? "checking" : "none yet";
     const int64_t age = std::max<int64_t>(0, now - verdict["time"].asInt64());
-    return verdict["result"].asString() + ", " + std::to_string(age) + " s ago";
+    std::string text = verdict["result"].asString();
+    if (verdict.isMember("probed"))
+        text += " " + verdict["answered"].asString() + "/" + verdict["probed"].asString();
+    text += ", " + std::to_string(age) + " s ago";
+    const Json::Value& pending = wan["pending"];
+    if (pending.isObject())
+        text += ", " + pending["count"].asString() + "/" + pending["needed"].asString() +
+                " toward " + pending["toward"].asString();
+    return text;
 }
 
 Row wanRow(const Json::Value& wan, int64_t now) {
