@@ -25,7 +25,7 @@ void App::applyRequests() {
     switchInet();
     // The first application counts as a switch too, so the status says since when the uplink
     // has been what it is.
-    if (moved || status.lastSwitch().time == 0)
+    if (moved || !status.lastSwitch().made)
         status.noteSwitch(wanAt(previousWan), wanAt(currentWan));
     previousWan = currentWan;
     refreshInet = false;

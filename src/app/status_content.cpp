@@ -12,7 +12,7 @@ std::string addressText(uint32_t address) {
 }
 
 Json::Value verdictStatus(const StatusReport::Verdict& verdict) {
-    if (verdict.time == 0)
+    if (*verdict.result == '\0')
         return Json::nullValue;
     Json::Value out;
     out["result"] = verdict.result;
@@ -58,7 +58,7 @@ Json::Value wanStatus(const Wan& wan, const StatusReport::Verdict& verdict) {
 }
 
 Json::Value switchStatus(const StatusReport::Switch& last) {
-    if (last.time == 0)
+    if (!last.made)
         return Json::nullValue;
     Json::Value out;
     out["from"] = last.from;

@@ -55,7 +55,7 @@ void StatusReport::requestedBy(const std::string& name, const char* what) {
 
 void StatusReport::noteSwitch(const Wan* from, const Wan* to) {
     last = Switch{from != nullptr ? from->ifname : "", to != nullptr ? to->ifname : "", cause,
-                  realtimeMs() / 1000};
+                  realtimeMs() / 1000, true};
     dirty = true;
 }
 

@@ -13,8 +13,8 @@ class Wan;
 
 class StatusReport {
 public:
-    // A WAN's last collected verdict; time 0 means none yet. The target counts are kept only
-    // for a WAN with several targets.
+    // A WAN's last collected verdict; an empty result means none yet. The target counts are
+    // kept only for a WAN with several targets.
     struct Verdict {
         const char* result = "";
         int64_t time = 0;
@@ -22,12 +22,14 @@ public:
         uint32_t answered = 0;
         uint32_t probed = 0;
     };
-    // The last move of the uplink; names are empty for none, time 0 before the first one.
+    // The last move of the uplink; names are empty for none. A clock without a battery may
+    // well read 1970 at boot, so no time value stands for "none yet".
     struct Switch {
         std::string from;
         std::string to;
         std::string cause;
         int64_t time = 0;
+        bool made = false;
     };
 
     // Something the file shows may have changed: the next publish rebuilds it.
