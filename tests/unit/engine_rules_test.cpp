@@ -184,13 +184,9 @@ struct CauseRow {
     int ago = 0;
 };
 
-// first, then seconds of work steps, then second.
-Act then(Act first, int seconds, Act second) {
-    return [=](Engine& e) {
-        first(e);
-        e.step(seconds);
-        second(e);
-    };
+// Work steps for that many seconds, within an act.
+Act idle(int seconds) {
+    return [=](Engine& e) { e.step(seconds); };
 }
 const std::vector<WanSpec> TWO = {{"eth0"}, {"eth1"}};
 
@@ -200,17 +196,17 @@ const CauseRow CAUSES[] = {
     {"eth0: carrier lost", TWO, carrier("eth0", DOWN), 1, "eth0>eth1"},
     {"eth0: carrier lost", TWO, carrier("eth0", DOWN), 1, "eth0>", Mode::Constant},
     // A refresh afterwards is no switch.
-    {"eth0: carrier lost", {{"eth0"}, {"eth1"}, {"eth2"}}, then(carrier("eth0", DOWN), 1, carrier("eth2", DOWN)), 1, "eth0>eth1", Mode::Failover, 1},
+    {"eth0: carrier lost", {{"eth0"}, {"eth1"}, {"eth2"}}, both(both(carrier("eth0", DOWN), idle(1)), carrier("eth2", DOWN)), 1, "eth0>eth1", Mode::Failover, 1},
     {"eth0: link deleted", TWO, gone("eth0"), 1, "eth0>eth1"},
     {"eth0: address removed", TWO, [](Engine& e) { e.address("eth0", false); }, 1, "eth0>eth1"},
     {"eth0: gateway removed", TWO, [](Engine& e) { e.gateway("eth0", false); }, 1, "eth0>eth1"},
-    {"eth0: probe failed", {active("eth0", 20, true), {"eth1"}}, then(NOTHING, 2, probe("eth0", false)), 20, "eth0>eth1"},
-    {"ppp0: modem disconnected", {PPP0, {"eth1"}}, then(cell("CONNECTED\n"), 2, cell("NO SERVICE\n")), 2, "ppp0>eth1"},
-    {"eth0: usable again", TWO, then(carrier("eth0", DOWN), 1, carrier("eth0", RUNNING)), 1, "eth1>eth0"},
+    {"eth0: probe failed", {active("eth0", 20, true), {"eth1"}}, both(idle(2), probe("eth0", false)), 20, "eth0>eth1"},
+    {"ppp0: modem disconnected", {PPP0, {"eth1"}}, both(both(cell("CONNECTED\n"), idle(2)), cell("NO SERVICE\n")), 2, "ppp0>eth1"},
+    {"eth0: usable again", TWO, both(both(carrier("eth0", DOWN), idle(1)), carrier("eth0", RUNNING)), 1, "eth1>eth0"},
     {"wlan0: roaming lock ran out", {WLAN0, {"eth1"}}, carrier("wlan0", ROAMING), 30, "wlan0>eth1"},
     // eth0's return during the lock is dropped with every other request; the unlock decides.
-    {"wlan0: roaming lock ended", {{"eth0"}, WLAN0}, then(then(carrier("eth0", DOWN), 1, both(carrier("wlan0", ROAMING),
-     carrier("eth0", RUNNING))), 1, carrier("wlan0", RUNNING)), 1, "wlan0>eth0"},
+    {"wlan0: roaming lock ended", {{"eth0"}, WLAN0}, both(both(carrier("eth0", DOWN), idle(1)), both(both(carrier("wlan0", ROAMING),
+     carrier("eth0", RUNNING)), both(idle(1), carrier("wlan0", RUNNING)))), 1, "wlan0>eth0"},
 };
 // clang-format on
 
