@@ -80,8 +80,8 @@ SCENARIOS = [
                      "\nWAN   link  address   gateway   probe    usable\n"
                      "eth0  down  10.0.0.2  10.0.0.1  passive  no\n"
                      "eth1  up    10.0.1.2  10.0.1.1  passive  yes\n$")),
-                 Step(quiet, log=[NUDGED], check=lambda w, d: time.monotonic() - w.quiet[0] >= 3
-                      and stamp(w) == w.quiet[1]),
+                 Step(quiet, log=[NUDGED], timeout=6, check=lambda w, d:
+                      time.monotonic() - w.quiet[0] >= 3 and stamp(w) == w.quiet[1]),
                  Step(check=lambda w, d: tool(w, "--json") == (0, read_text(w.run_dir + STATUS))),
                  Step(send(signal.SIGTERM), exit=0, check=lambda w, d: not status(w)
                       and tool(w) == (3, "uplinker: not running\n"))]),
