@@ -25,6 +25,7 @@ install(TARGETS uplinker RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR})
 # with (systemd's default and the init script's).
 
 install(FILES ${UPLINKER_PACKAGING_DIR}/uplinker.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8)
+install(FILES ${UPLINKER_PACKAGING_DIR}/uplinker-status.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
 install(FILES ${UPLINKER_GENERATED_DIR}/uplinker.service DESTINATION lib/systemd/system)
 
 # These live where the daemon and the init system look, whatever the prefix.

@@ -22,10 +22,11 @@ bool intervalElapsed(int32_t lastCheckTime, uint32_t interval) {
 
 // Starts a check on an idle WAN whose interval has run out; a WAN without internet is checked
 // at the short interval so that it can come back quickly, and so is one whose verdicts are
-// being counted toward a change, so that the change is confirmed quickly.
-void startCheckIfDue(Wan& wan) {
+// being counted toward a change, so that the change is confirmed quickly. True when one was
+// started.
+bool startCheckIfDue(Wan& wan) {
     if (!wan.linkReady())
-        return;
+        return false;
     const int32_t last = readLastCheckTime(wan);
     const bool hurried = !wan.inet() || wan.pendingCount > 0;
     if (hurried && intervalElapsed(last, wan.config.shortCheckInterval)) {
@@ -34,7 +35,10 @@ void startCheckIfDue(Wan& wan) {
     } else if (intervalElapsed(last, wan.config.checkInterval)) {
         LOG_WAN(TRACE, wan.ifname, "Wan::checkActivate");
         wan.checkActivate();
+    } else {
+        return false;
     }
+    return true;
 }
 
 // A WAN with several targets says how many of them answered.
@@ -47,24 +51,31 @@ void logTargetCounts(const Wan& wan) {
     LOG_WAN(TRACE, wan.ifname, "%u/%u targets answered", answered, probed);
 }
 
-// Takes a finished verdict toward activeResult and releases the check.
-void collectVerdict(Wan& wan, CheckState state) {
+// Takes a finished verdict toward activeResult and releases the check. Returns the verdict in
+// a word, or nullptr when none was there to collect.
+const char* collectVerdict(Wan& wan, CheckState state) {
     const char* name = wan.ifname.c_str();
     if (state == CheckState::SuccessUp) {
         LOG_WAN(TRACE, name, "Wan::checkDone (up)");
         logTargetCounts(wan);
         wan.checkDone();
         wan.weighVerdict(true);
-    } else if (state == CheckState::SuccessDown) {
+        return "up";
+    }
+    if (state == CheckState::SuccessDown) {
         LOG_WAN(TRACE, name, "Wan::checkDone (down)");
         logTargetCounts(wan);
         wan.checkDone();
         wan.weighVerdict(false);
-    } else if (state == CheckState::Failed) {
+        return "down";
+    }
+    if (state == CheckState::Failed) {
         LOG_WAN(TRACE, name, "Wan::checkDone (failed)");
         logTargetCounts(wan);
         wan.checkDone();
+        return "failed";
     }
+    return nullptr;
 }
 
 } // namespace
@@ -86,17 +97,19 @@ void App::driveActiveChecks() {
             continue;
         const bool oldResult = wan.activeResult;
         const CheckState state = wan.readCheckState();
-        if (state == CheckState::Idle && index <= limit)
-            startCheckIfDue(wan);
-        else
-            collectVerdict(wan, state);
+        if (state == CheckState::Idle && index <= limit) {
+            if (startCheckIfDue(wan))
+                status.markDirty();
+        } else if (const char* verdict = collectVerdict(wan, state)) {
+            status.noteVerdict(static_cast<size_t>(index), verdict, wan);
+        }
         if (wan.activeResult == oldResult)
             continue;
         LOG_WAN(TRACE, wan.ifname, "Active check result changed to %s", boolText(wan.activeResult));
         if (dumpVerbosity != 0)
             dumpState(DumpPoint::ResultChanged);
         if (!wan.activeResult)
-            processInetDown(wan.ifname);
+            processInetDown(wan.ifname, "probe failed");
         else if (wan.inet())
             processInetUp(wan.ifname);
     }

@@ -34,7 +34,7 @@ void App::handleAddress(const netlink::AddressEvent& event) {
         } else {
             wan.address.store(NO_ADDRESS);
             LOG_WAN(TRACE, name, "Address deleted");
-            processInetDown(wan.ifname);
+            processInetDown(wan.ifname, "address removed");
         }
     }
 }

@@ -31,6 +31,7 @@ bool App::init() {
 void App::deinit() {
     LOG_TRACE("App::deinit");
     socket.close();
+    StatusReport::remove();
 }
 
 App::Indices App::indices() const {

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "app/status_report.h"
 #include "conf/conf.h"
 #include "netlink/netlink_events.h"
 #include "netlink/netlink_socket.h"
@@ -80,10 +81,11 @@ public:
     void handleNetlinkDone(uint32_t seq) override;
     void handleNetlinkError(uint32_t seq, int32_t code) override;
 
-    // Selection and the reactions to a WAN gaining or losing internet.
+    // Selection and the reactions to a WAN gaining or losing internet; why, the loss in words
+    // ("carrier lost"), is the cause the status file gives for a switch it brings.
     int searchNextWan(int from);
     void processInetUp(const std::string& name);
-    void processInetDown(const std::string& name);
+    void processInetDown(const std::string& name, const char* why);
 
     // Logs the whole failover state at TRACE.
     void dumpState(DumpPoint point);
@@ -113,6 +115,8 @@ private:
     // event about any other interface. A negative index (a route without an output interface)
     // is never taken for a WAN whose link has not been seen yet, although both carry -1.
     Wan* wanOfEvent(const char* kind, int32_t ifIndex);
+    // Asks the work step for a new choice of uplink, on account of the named WAN.
+    void requestSearch(const std::string& name, const char* why);
     // Index of the named WAN, or -1 for an empty or unknown name.
     int indexOfName(const std::string& name);
     // The WAN at index, or nullptr when index is outside the table.
@@ -124,6 +128,9 @@ private:
     void switchInet();
     void writeCurrentWan(const std::string& name);
     void writeInterfaceState(const std::string& name, bool up);
+    // Rebuilds the status file's content when something shown may have changed, and replaces
+    // the file when the content differs.
+    void publishStatus();
 
     netlink::Socket socket;
     bool running = true;
@@ -143,4 +150,5 @@ private:
     bool searchNextInet = false;
     bool refreshInet = false;
     int dumpVerbosity;
+    StatusReport status;
 };

@@ -77,7 +77,7 @@ void App::handleNewLink(const netlink::LinkEvent& event) {
     LOG_WAN(TRACE, name, "Up state changed to %s", isUp ? "true" : "false");
     wan->up = isUp;
     if (!isUp)
-        processInetDown(wan->ifname);
+        processInetDown(wan->ifname, "carrier lost");
     else if (wan->inet())
         processInetUp(wan->ifname);
 }
@@ -92,5 +92,5 @@ void App::handleDelLink(const netlink::LinkGoneEvent& event) {
     if (!wan.up)
         return;
     wan.up = false;
-    processInetDown(wan.ifname);
+    processInetDown(wan.ifname, "link deleted");
 }

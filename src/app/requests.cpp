@@ -21,7 +21,12 @@ void App::applyRequests() {
     if (dumpVerbosity != 0)
         dumpState(DumpPoint::BeforeSwitch);
     // switchInet tells the hook the direction from previousWan, so it is advanced only after.
+    const bool moved = previousWan != currentWan;
     switchInet();
+    // The first application counts as a switch too, so the status says since when the uplink
+    // has been what it is.
+    if (moved || !status.lastSwitch().made)
+        status.noteSwitch(wanAt(previousWan), wanAt(currentWan));
     previousWan = currentWan;
     refreshInet = false;
     if (dumpVerbosity != 0)

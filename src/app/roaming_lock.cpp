@@ -48,10 +48,12 @@ void App::enforceRoamingLock() {
         acceptRecoveredWan(*locked);
         if (monotonicSeconds() >= lockedUntil)
             logTimeoutBanner(name);
+        status.requestedBy(name, "roaming lock ended");
     } else if (monotonicSeconds() < lockedUntil) {
         return;
     } else {
         logTimeoutBanner(name);
+        status.requestedBy(name, "roaming lock ran out");
     }
 
     LOG_TRACE("Search for best available wan among all enabled wans");
@@ -59,6 +61,7 @@ void App::enforceRoamingLock() {
     searchNextInet = true;
     lockedWan = -1;
     lockedUntil = 0;
+    status.markDirty();
     if (dumpVerbosity != 0)
         dumpState(DumpPoint::Unlocked);
 }

@@ -23,6 +23,6 @@ void App::handleRoute(const netlink::RouteEvent& event) {
     } else {
         wan.gateway = NO_ADDRESS;
         LOG_WAN(TRACE, name, "Gateway deleted");
-        processInetDown(wan.ifname);
+        processInetDown(wan.ifname, "gateway removed");
     }
 }

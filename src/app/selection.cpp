@@ -5,6 +5,12 @@
 #include "app/app.h"
 #include "support/log.h"
 
+namespace {
+
+const char* const USABLE_AGAIN = "usable again";
+
+} // namespace
+
 int App::indexOfName(const std::string& name) {
     if (name.empty())
         return -1;
@@ -39,7 +45,7 @@ int App::searchNextWan(int from) {
     return -1;
 }
 
-void App::processInetDown(const std::string& name) {
+void App::processInetDown(const std::string& name, const char* why) {
     LOG_WAN(TRACE, name, "App::processInetDown");
     writeInterfaceState(name, false);
     if (!started())
@@ -51,10 +57,11 @@ void App::processInetDown(const std::string& name) {
             previousWan = currentWan;
             currentWan = -1;
             refreshInet = true;
+            status.requestedBy(name, why);
         }
     } else if (mode == Mode::Failover) {
         if (isCurrent)
-            searchNextInet = true;
+            requestSearch(name, why);
         else
             refreshInet = true;
     } else {
@@ -72,16 +79,16 @@ void App::processInetUp(const std::string& name) {
         if (index == -1)
             return;
         if (currentWan == -1)
-            searchNextInet = true;
+            requestSearch(name, USABLE_AGAIN);
         else if (index == currentWan)
             refreshInet = true;
     } else if (mode == Mode::Failover) {
         if (index != -1 && currentWan == -1) {
-            searchNextInet = true;
+            requestSearch(name, USABLE_AGAIN);
         } else if (index != -1 && currentWan > index) {
             // A more preferred WAN is back: switch to it without searching.
             nextWan = index;
-            searchNextInet = true;
+            requestSearch(name, USABLE_AGAIN);
         } else {
             // An unknown name, or a WAN ranked at or below the uplink: apply the choice again.
             refreshInet = true;
@@ -89,6 +96,11 @@ void App::processInetUp(const std::string& name) {
     } else {
         LOG_WARNING("Unsupported mode");
     }
+}
+
+void App::requestSearch(const std::string& name, const char* why) {
+    searchNextInet = true;
+    status.requestedBy(name, why);
 }
 
 std::deque<Wan>::iterator App::findWanByName(const std::string& name) {

@@ -17,6 +17,7 @@ void App::work() {
         LOG_TRACE("NEWLINK MESSAGE START");
         netlinkReadMessages();
         LOG_TRACE("NEWLINK MESSAGE END");
+        status.markDirty();
     }
     if (dumpVerbosity > 1)
         dumpState(DumpPoint::EveryStep);
@@ -31,4 +32,5 @@ void App::decide() {
     applyRequests();
     pollCellularStatus();
     driveActiveChecks();
+    publishStatus();
 }

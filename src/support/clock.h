@@ -6,6 +6,8 @@
 
 // Milliseconds of the monotonic clock.
 int64_t monotonicMs();
+// Milliseconds since the epoch: only for times shown to people, never for a rule's timing.
+int64_t realtimeMs();
 
 // Whole seconds of the same clock: the stamps of the engine's rules (check intervals, the
 // roaming lock).

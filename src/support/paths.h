@@ -12,6 +12,8 @@ constexpr const char* PID_FILE = "/var/run/uplinker.pid";
 // first use, as /var/run is emptied at every boot.
 constexpr const char* CURRENT_WAN_FILE = "/var/run/uplinker/current_wan";
 constexpr const char* CURRENT_WAN_DIR = "/var/run/uplinker";
+// What the engine decided and why, for people and scripts; replaced whole on every change.
+constexpr const char* STATUS_FILE = "/var/run/uplinker/status.json";
 constexpr const char* ISTATE_DIR = "/var/run/uplinker/istate/";
 // The cellular modem's state, written by its manager.
 constexpr const char* CELL_STATUS_FILE = "/var/run/cell/status";

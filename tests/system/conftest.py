@@ -1,8 +1,8 @@
 # One fresh world (namespaces, stub service, daemon) per test.
 #
 # Environment: UPLINKER_BIN, the daemon binary (default build/uplinker beside the sources);
-# UPLINKER_TOOLS_DIR, where uplinker-ping, inet-check and vrx-dig are (put first on the daemon's
-# PATH; default build/tools).
+# UPLINKER_TOOLS_DIR, where uplinker-ping, inet-check, vrx-dig and uplinker-status are (put first
+# on the daemon's PATH; default build/tools).
 
 import os
 import sys
@@ -16,7 +16,7 @@ import harness  # noqa: E402
 SOURCE_DIR = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 BINARY = os.environ.get("UPLINKER_BIN", os.path.join(SOURCE_DIR, "build", "uplinker"))
 TOOLS_DIR = os.environ.get("UPLINKER_TOOLS_DIR", os.path.join(SOURCE_DIR, "build", "tools"))
-TOOLS = ("uplinker-ping", "inet-check", "vrx-dig")
+TOOLS = ("uplinker-ping", "inet-check", "vrx-dig", "uplinker-status")
 
 
 def pytest_configure(config):

@@ -7,6 +7,7 @@
 #include <functional>
 
 #include "engine.h"
+#include "support/clock.h"
 
 namespace {
 
@@ -149,6 +150,58 @@ const Story STORIES[] = {
 };
 // clang-format on
 
+Json::Value statusFile() {
+    Json::Value status;
+    std::ifstream(STATUS_FILE) >> status;
+    return status;
+}
+
+// A WAN's last verdict with its target counts, and the verdicts counted toward a change.
+std::string trustShown(const Json::Value& wan) {
+    const Json::Value &verdict = wan["verdict"], &pending = wan["pending"];
+    return verdict["result"].asString() + " " + verdict["answered"].asString() + "/" +
+           verdict["probed"].asString() + " " + pending["toward"].asString() + " " +
+           pending["count"].asString() + "/" + pending["needed"].asString();
+}
+
+// The cause the status file gives for the last switch, one row per cause; the switch is made
+// ago seconds before the row's end.
+struct CauseRow {
+    const char* cause;
+    std::vector<WanSpec> wans;
+    Act act;
+    int seconds;
+    const char* move; // from>to, "" for none
+    Mode mode = Mode::Failover;
+    int ago = 0;
+};
+
+// Work steps for that many seconds, within an act.
+Act idle(int seconds) {
+    return [=](Engine& e) { e.step(seconds); };
+}
+const std::vector<WanSpec> TWO = {{"eth0"}, {"eth1"}};
+
+// clang-format off
+const CauseRow CAUSES[] = {
+    {"start", TWO, NOTHING, 0, ">eth0"},
+    {"eth0: carrier lost", TWO, carrier("eth0", DOWN), 1, "eth0>eth1"},
+    {"eth0: carrier lost", TWO, carrier("eth0", DOWN), 1, "eth0>", Mode::Constant},
+    // A refresh afterwards is no switch.
+    {"eth0: carrier lost", {{"eth0"}, {"eth1"}, {"eth2"}}, both(both(carrier("eth0", DOWN), idle(1)), carrier("eth2", DOWN)), 1, "eth0>eth1", Mode::Failover, 1},
+    {"eth0: link deleted", TWO, gone("eth0"), 1, "eth0>eth1"},
+    {"eth0: address removed", TWO, [](Engine& e) { e.address("eth0", false); }, 1, "eth0>eth1"},
+    {"eth0: gateway removed", TWO, [](Engine& e) { e.gateway("eth0", false); }, 1, "eth0>eth1"},
+    {"eth0: probe failed", {active("eth0", 20, true), {"eth1"}}, both(idle(2), probe("eth0", false)), 20, "eth0>eth1"},
+    {"ppp0: modem disconnected", {PPP0, {"eth1"}}, both(both(cell("CONNECTED\n"), idle(2)), cell("NO SERVICE\n")), 2, "ppp0>eth1"},
+    {"eth0: usable again", TWO, both(both(carrier("eth0", DOWN), idle(1)), carrier("eth0", RUNNING)), 1, "eth1>eth0"},
+    {"wlan0: roaming lock ran out", {WLAN0, {"eth1"}}, carrier("wlan0", ROAMING), 30, "wlan0>eth1"},
+    // eth0's return during the lock is dropped with every other request; the unlock decides.
+    {"wlan0: roaming lock ended", {{"eth0"}, WLAN0}, both(both(carrier("eth0", DOWN), idle(1)), both(both(carrier("wlan0", ROAMING),
+     carrier("eth0", RUNNING)), both(idle(1), carrier("wlan0", RUNNING)))), 1, "wlan0>eth0"},
+};
+// clang-format on
+
 } // namespace
 
 TEST(EngineRules, Stories) {
@@ -173,4 +226,29 @@ TEST(EngineRules, Stories) {
                     << line << " after " << at << " s";
         }
     }
+}
+
+TEST(EngineRules, SwitchCauses) {
+    for (const CauseRow& row : CAUSES) {
+        SCOPED_TRACE(row.cause);
+        Engine engine(row.mode, row.wans);
+        row.act(engine);
+        engine.step(row.seconds);
+        const Json::Value last = statusFile()["last_switch"];
+        EXPECT_EQ(last["cause"].asString(), row.cause);
+        EXPECT_EQ(last["from"].asString() + ">" + last["to"].asString(), row.move);
+        EXPECT_EQ(last["time"].asInt64(), realtimeMs() / 1000 - row.ago);
+    }
+}
+
+TEST(EngineRules, StatusOfTrustedProbes) {
+    Engine engine(Mode::Failover,
+                  {trusted("eth0", {"192.0.2.11", "192.0.2.12"}, 2, 2, 1), {"eth1"}});
+    // The first check ran with every target answering; the second comes 20 s later.
+    reply("192.0.2.12", false)(engine);
+    engine.step(21);
+    EXPECT_EQ(trustShown(statusFile()["wans"][0]), "up 2/3  /");
+    reply("192.0.2.1", false)(engine);
+    engine.step(20);
+    EXPECT_EQ(trustShown(statusFile()["wans"][0]), "down 1/3 down 1/2");
 }

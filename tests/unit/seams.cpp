@@ -35,6 +35,11 @@ int64_t monotonicMs() {
     return gNowMs.load();
 }
 
+// A fixed wall-clock day, moving with the simulated clock.
+int64_t realtimeMs() {
+    return int64_t{1700000000} * 1000 + gNowMs.load();
+}
+
 // A route change also notes the current-WAN file as it stands then, which must come first.
 int runShell(const std::string& command, unsigned int /*timeoutSeconds*/, StopGrace /*grace*/) {
     std::string current;

@@ -1,0 +1,93 @@
+// The status file's content: the engine's choice, the roaming lock, every WAN in table order
+// and the last switch, as one JSON object whose strings the library escapes.
+#include <json/json.h>
+
+#include "app/app.h"
+#include "support/ipv4_text.h"
+
+namespace {
+
+std::string addressText(uint32_t address) {
+    return address == NO_ADDRESS ? "" : dottedQuad(address);
+}
+
+Json::Value verdictStatus(const StatusReport::Verdict& verdict) {
+    if (*verdict.result == '\0')
+        return Json::nullValue;
+    Json::Value out;
+    out["result"] = verdict.result;
+    out["time"] = Json::Int64{verdict.time};
+    if (verdict.counted) {
+        out["answered"] = verdict.answered;
+        out["probed"] = verdict.probed;
+    }
+    return out;
+}
+
+// Verdicts counted toward a change of the active result, for a WAN whose changes are damped.
+Json::Value pendingStatus(const Wan& wan) {
+    if (wan.pendingCount == 0)
+        return Json::nullValue;
+    Json::Value out;
+    out["toward"] = wan.pendingUp ? "up" : "down";
+    out["count"] = wan.pendingCount;
+    out["needed"] = wan.pendingUp ? wan.config.upCount : wan.config.downCount;
+    return out;
+}
+
+Json::Value wanStatus(const Wan& wan, const StatusReport::Verdict& verdict) {
+    Json::Value out;
+    out["name"] = wan.ifname;
+    out["type"] = wanTypeName(wan.config.type);
+    out["enabled"] = wan.config.enabled;
+    out["monitor"] = monitorModeName(wan.config.monitorMode);
+    out["link"] = wan.up;
+    out["address"] = addressText(wan.address.load(std::memory_order_relaxed));
+    out["gateway"] = addressText(wan.gateway);
+    if (wan.ifname == CELLULAR_WAN)
+        out["modem"] = wan.misc;
+    if (wan.config.monitorMode == MonitorMode::Active) {
+        out["active_result"] = wan.activeResult;
+        out["check"] = checkStateName(wan.readCheckState());
+        out["verdict"] = verdictStatus(verdict);
+        if (wan.config.upCount > 1 || wan.config.downCount > 1)
+            out["pending"] = pendingStatus(wan);
+    }
+    out["usable"] = wan.inet();
+    return out;
+}
+
+Json::Value switchStatus(const StatusReport::Switch& last) {
+    if (!last.made)
+        return Json::nullValue;
+    Json::Value out;
+    out["from"] = last.from;
+    out["to"] = last.to;
+    out["time"] = Json::Int64{last.time};
+    out["cause"] = last.cause;
+    return out;
+}
+
+} // namespace
+
+void App::publishStatus() {
+    if (!status.due())
+        return;
+    Json::Value root;
+    root["mode"] = modeName(mode);
+    const Wan* current = wanAt(currentWan);
+    root["current"] = current != nullptr ? current->ifname : "";
+    const Wan* locked = wanAt(lockedWan);
+    root["lock"] = Json::nullValue;
+    if (locked != nullptr) {
+        root["lock"]["wan"] = locked->ifname;
+        root["lock"]["until"] = Json::Int64{StatusReport::wallSeconds(lockedUntil)};
+    }
+    root["wans"] = Json::arrayValue;
+    for (size_t index = 0; index < wans.size(); ++index)
+        root["wans"].append(wanStatus(wans[index], status.verdict(index)));
+    root["last_switch"] = switchStatus(status.lastSwitch());
+    Json::StreamWriterBuilder builder;
+    builder["indentation"] = " ";
+    status.publish(Json::writeString(builder, root) + "\n");
+}

@@ -1,0 +1,95 @@
+#include "app/status_report.h"
+
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "support/clock.h"
+#include "support/log.h"
+#include "support/paths.h"
+#include "support/unique_fd.h"
+#include "support/write_all.h"
+#include "wan/wan.h"
+
+namespace {
+
+constexpr mode_t STATUS_FILE_MODE = 0644;
+constexpr mode_t STATUS_DIR_MODE = 0755;
+
+// O_EXCL: a fresh inode that nothing else names, never a link planted under the temporary
+// name; the rename then replaces whatever sits at the final name, a link included, and a
+// reader sees the old file or the new one, never half of one.
+int openTemporary(const std::string& path) {
+    (void)unlink(path.c_str());
+    return open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
+                STATUS_FILE_MODE);
+}
+
+bool replaceFile(const std::string& text) {
+    const std::string temporary = std::string(STATUS_FILE) + ".tmp";
+    UniqueFd fd(openTemporary(temporary));
+    // /var/run is emptied at every boot; the directory may not be there yet.
+    if (!fd.valid() && errno == ENOENT && mkdir(CURRENT_WAN_DIR, STATUS_DIR_MODE) == 0)
+        fd.reset(openTemporary(temporary));
+    if (!fd.valid())
+        return false;
+    // The mask of a daemon started in the foreground is whatever its shell had.
+    const bool written =
+        fchmod(fd.get(), STATUS_FILE_MODE) == 0 && writeAll(fd.get(), text.data(), text.size());
+    fd.reset();
+    if (written && rename(temporary.c_str(), STATUS_FILE) == 0)
+        return true;
+    const int error = errno;
+    (void)unlink(temporary.c_str());
+    errno = error;
+    return false;
+}
+
+} // namespace
+
+void StatusReport::requestedBy(const std::string& name, const char* what) {
+    cause = name + ": " + what;
+}
+
+void StatusReport::noteSwitch(const Wan* from, const Wan* to) {
+    last = Switch{from != nullptr ? from->ifname : "", to != nullptr ? to->ifname : "", cause,
+                  realtimeMs() / 1000, true};
+    dirty = true;
+}
+
+void StatusReport::noteVerdict(size_t index, const char* result, const Wan& wan) {
+    if (verdicts.size() <= index)
+        verdicts.resize(index + 1);
+    Verdict& verdict = verdicts[index];
+    verdict = Verdict{result, realtimeMs() / 1000};
+    verdict.counted = !wan.config.moreHosts.empty();
+    if (verdict.counted)
+        wan.readTargetCounts(verdict.answered, verdict.probed);
+    dirty = true;
+}
+
+StatusReport::Verdict StatusReport::verdict(size_t index) const {
+    return index < verdicts.size() ? verdicts[index] : Verdict{};
+}
+
+void StatusReport::publish(const std::string& text) {
+    dirty = false;
+    if (text == written)
+        return;
+    if (!replaceFile(text)) {
+        LOG_DEBUG("%s not written: %s", STATUS_FILE,
+                  strerror(errno)); // NOLINT(concurrency-mt-unsafe)
+        return;
+    }
+    written = text;
+}
+
+void StatusReport::remove() {
+    (void)unlink(STATUS_FILE);
+}
+
+int64_t StatusReport::wallSeconds(int32_t monotonic) {
+    return (realtimeMs() - monotonicMs() + int64_t{monotonic} * 1000) / 1000;
+}

@@ -1,0 +1,59 @@
+// The status file: what the engine decided and why, for people and scripts. The engine feeds it
+// what the WAN table cannot tell afterwards (the last switch and its cause, the time of each
+// verdict) and says when something shown may have changed; the file is then rebuilt once, at
+// the end of the work step, and replaced only when its text differs from the last one written.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+class Wan;
+
+class StatusReport {
+public:
+    // A WAN's last collected verdict; an empty result means none yet. The target counts are
+    // kept only for a WAN with several targets.
+    struct Verdict {
+        const char* result = "";
+        int64_t time = 0;
+        bool counted = false;
+        uint32_t answered = 0;
+        uint32_t probed = 0;
+    };
+    // The last move of the uplink; names are empty for none. A clock without a battery may
+    // well read 1970 at boot, so no time value stands for "none yet".
+    struct Switch {
+        std::string from;
+        std::string to;
+        std::string cause;
+        int64_t time = 0;
+        bool made = false;
+    };
+
+    // Something the file shows may have changed: the next publish rebuilds it.
+    void markDirty() { dirty = true; }
+    bool due() const { return dirty; }
+    // The event that asked for the next choice of uplink: "name: what happened".
+    void requestedBy(const std::string& name, const char* what);
+    // The uplink moved, or was first applied, under the cause last requested.
+    void noteSwitch(const Wan* from, const Wan* to);
+    const Switch& lastSwitch() const { return last; }
+    void noteVerdict(size_t index, const char* result, const Wan& wan);
+    Verdict verdict(size_t index) const;
+    // Replaces the file with text unless that is what it holds already.
+    void publish(const std::string& text);
+    // At stop the file goes: a status file without a daemon would claim decisions nobody makes.
+    static void remove();
+
+    // Wall-clock seconds of a monotonic second, converted with the clocks' offset as it is now.
+    static int64_t wallSeconds(int32_t monotonic);
+
+private:
+    bool dirty = false;
+    std::string cause = "start";
+    Switch last;
+    std::vector<Verdict> verdicts;
+    std::string written;
+};

@@ -1,0 +1,108 @@
+# The status file and uplinker-status: the engine's choice and its cause as the real daemon
+# writes them, and the tool's table and exit statuses as an unprivileged user sees them.
+
+import json
+import os
+import re
+import signal
+import subprocess
+import time
+
+import netsetup
+from conftest import TOOLS_DIR
+from harness import read_text
+from scenario import NUDGED, Scenario, Step, active, carrier, failover, nudge, operstate, send, \
+    target, write
+from scenarios_engine import LOCKING, ROAMING_ROW
+
+ODD = 'o"dd\\\x01'  # a quote, a backslash and a control byte
+STATUS = "/uplinker/status.json"
+
+
+def status(w): return json.loads(read_text(w.run_dir + STATUS) or "null")  # noqa: E704
+
+
+def tool(w, *args):
+    # (exit status, stdout) of uplinker-status run as nobody in the daemon's namespaces.
+    res = subprocess.run(["ip", "netns", "exec", w.topo.gw, "unshare", "--mount", "sh", "-c",
+                          'mount --bind "$0" /run && exec setpriv --reuid=65534 --regid=65534 '
+                          '--clear-groups "$@"', w.run_dir,
+                          os.path.join(TOOLS_DIR, "uplinker-status")] + list(args),
+                         capture_output=True, text=True, timeout=10)
+    return res.returncode, res.stdout
+
+
+def shows(fields, table=""):
+    # A check: the file holds fields ({"a.0.b": value} walks objects and lists), and the tool
+    # exits 0 with a table that the pattern table matches from its start.
+    def check(w, d):
+        def at(value, key):
+            for part in key.split("."):
+                value = value[int(part)] if isinstance(value, list) else (value or {}).get(part)
+            return value
+        code, out = tool(w)
+        return code == 0 and re.match(table, out) and all(
+            at(status(w), k) == v for k, v in fields.items())
+    return check
+
+
+def stamp(w): return (lambda s: (s.st_ino, s.st_mtime_ns))(os.stat(w.run_dir + STATUS))  # noqa
+
+
+def quiet(w, d):
+    # A datagram that changes nothing shown: over 3 s the file is not written again.
+    w.quiet = time.monotonic(), stamp(w)
+    nudge(w, d)
+
+
+def plant(w):
+    # Links where the file and its temporary copy go, to a file the daemon must not touch.
+    w.write(w.root + "/victim", "precious\n")
+    os.makedirs(w.run_dir + "/uplinker")
+    for name in ("status.json", "status.json.tmp"):
+        os.symlink(w.root + "/victim", w.run_dir + "/uplinker/" + name)
+
+
+def locked(w, d):
+    lock = (status(w) or {}).get("lock") or {}
+    return lock.get("wan") == "wlan0" and 25 <= lock["until"] - time.time() <= 31
+
+
+SCENARIOS = [
+    Scenario("the status file tells the uplink since when and why; a quiet daemon rewrites "
+             "nothing; it goes at stop", answer=failover("eth0", "eth1"), steps=[
+                 Step(uplink="eth0", check=shows({"current": "eth0", "last_switch.from": "",
+                                                  "last_switch.cause": "start",
+                                                  "wans.1.usable": True})),
+                 Step(carrier("eth0", False), uplink="eth1", check=shows(
+                     {"last_switch.from": "eth0", "wans.0.link": False},
+                     r"uplinker: Failover, uplink eth1 since \d\d:\d\d:\d\d \(eth0: carrier lost\)"
+                     "\nWAN   link  address   gateway   probe    usable\n"
+                     "eth0  down  10.0.0.2  10.0.0.1  passive  no\n"
+                     "eth1  up    10.0.1.2  10.0.1.1  passive  yes\n$")),
+                 Step(quiet, log=[NUDGED], timeout=6, check=lambda w, d:
+                      time.monotonic() - w.quiet[0] >= 3 and stamp(w) == w.quiet[1]),
+                 Step(check=lambda w, d: tool(w, "--json") == (0, read_text(w.run_dir + STATUS))),
+                 Step(send(signal.SIGTERM), exit=0, check=lambda w, d: not status(w)
+                      and tool(w) == (3, "uplinker: not running\n"))]),
+    Scenario("a failed probe is the cause, with the verdict and its time",
+             answer=failover(active("eth0"), "eth1"), steps=[
+                 Step(uplink="eth0", timeout=8, check=shows({"wans.0.verdict.result": "up"})),
+                 Step(target(netsetup.TARGET, False), uplink="eth1", timeout=15, check=shows(
+                     {"wans.0.active_result": False},
+                     r".*\(eth0: probe failed\)\nWAN .*\n"
+                     r"eth0  up    10.0.0.2  10.0.0.1  down, \d+ s ago  no\n"))]),
+    Scenario("while the Wi-Fi lock holds, the status shows it and when it runs out",
+             **ROAMING_ROW, steps=[
+                 Step(uplink="wlan0"),
+                 Step(operstate("wlan0", "dormant"), log=[LOCKING], check=locked),
+                 Step(check=shows({}, r".*\nroaming lock on wlan0 until \d\d:\d\d:\d\d\n"))]),
+    Scenario("planted links are replaced, not followed; an odd name stays one string; a "
+             "garbled file cannot be read", setup=plant,
+             answer=failover("eth0", (ODD, {"type": "LTE"})), steps=[
+                 Step(uplink="eth0", check=lambda w, d: read_text(w.root + "/victim") ==
+                      "precious\n" and oct(os.lstat(w.run_dir + STATUS).st_mode) == "0o100644"),
+                 Step(check=shows({"wans.1.name": ODD},
+                                  r'(.*\n){3}o"dd\\x5c\\x01  down +passive +no\n')),
+                 Step(write("uplinker/status.json", "{"), check=lambda w, d: tool(w)[0] == 4)]),
+]

@@ -1,0 +1,115 @@
+#include "status_table.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <ctime>
+#include <vector>
+
+namespace tools {
+
+namespace {
+
+using Row = std::vector<std::string>;
+
+// Local time of day: what the operator's own clock shows.
+std::string clockText(int64_t seconds) {
+    const time_t when = static_cast<time_t>(seconds);
+    tm local{};
+    char text[16] = "?";
+    if (localtime_r(&when, &local) != nullptr)
+        (void)strftime(text, sizeof text, "%H:%M:%S", &local);
+    return text;
+}
+
+// Interface names come from the configuration: a control byte must not reach the terminal.
+std::string printable(const std::string& text) {
+    std::string out;
+    for (const unsigned char c : text) {
+        if (c < 0x20 || c == 0x7f || c == '\\') {
+            char escaped[8];
+            (void)snprintf(escaped, sizeof escaped, "\\x%02x", c);
+            out += escaped;
+        } else {
+            out += static_cast<char>(c);
+        }
+    }
+    return out;
+}
+
+std::string headline(const Json::Value& status) {
+    const std::string current = status["current"].asString();
+    std::string line = "uplinker: " + status["mode"].asString() + ", " +
+                       (current.empty() ? "no uplink" : "uplink " + printable(current));
+    const Json::Value& last = status["last_switch"];
+    if (last.isObject())
+        line += " since " + clockText(last["time"].asInt64()) + " (" +
+                printable(last["cause"].asString()) + ")";
+    return line + "\n";
+}
+
+std::string linkText(const Json::Value& wan) {
+    if (!wan["link"].asBool())
+        return "down";
+    return wan.isMember("modem") && !wan["modem"].asBool() ? "up, no modem" : "up";
+}
+
+std::string probeText(const Json::Value& wan, int64_t now) {
+    if (wan["monitor"].asString() != "Active")
+        return "passive";
+    const Json::Value& verdict = wan["verdict"];
+    if (!verdict.isObject())
+        return wan["check"].asString() == "RunActive" ? "checking" : "none yet";
+    const int64_t age = std::max<int64_t>(0, now - verdict["time"].asInt64());
+    std::string text = verdict["result"].asString();
+    if (verdict.isMember("probed"))
+        text += " " + verdict["answered"].asString() + "/" + verdict["probed"].asString();
+    text += ", " + std::to_string(age) + " s ago";
+    const Json::Value& pending = wan["pending"];
+    if (pending.isObject())
+        text += ", " + pending["count"].asString() + "/" + pending["needed"].asString() +
+                " toward " + pending["toward"].asString();
+    return text;
+}
+
+Row wanRow(const Json::Value& wan, int64_t now) {
+    const char* usable = !wan["enabled"].asBool() ? "disabled"
+                         : wan["usable"].asBool() ? "yes"
+                                                  : "no";
+    return {printable(wan["name"].asString()), linkText(wan),       wan["address"].asString(),
+            wan["gateway"].asString(),         probeText(wan, now), usable};
+}
+
+// Columns as wide as their widest cell, two blanks apart; the last one is not padded.
+std::string columns(const std::vector<Row>& rows) {
+    std::vector<size_t> widths;
+    for (const Row& row : rows) {
+        widths.resize(std::max(widths.size(), row.size()));
+        for (size_t i = 0; i < row.size(); ++i)
+            widths[i] = std::max(widths[i], row[i].size());
+    }
+    std::string out;
+    for (const Row& row : rows) {
+        std::string line;
+        for (size_t i = 0; i < row.size(); ++i)
+            line += i + 1 < row.size() ? row[i] + std::string(widths[i] - row[i].size() + 2, ' ')
+                                       : row[i];
+        out += line + "\n";
+    }
+    return out;
+}
+
+} // namespace
+
+std::string statusTable(const Json::Value& status, int64_t now) {
+    std::string out = headline(status);
+    const Json::Value& lock = status["lock"];
+    if (lock.isObject())
+        out += "roaming lock on " + printable(lock["wan"].asString()) + " until " +
+               clockText(lock["until"].asInt64()) + "\n";
+    std::vector<Row> rows = {{"WAN", "link", "address", "gateway", "probe", "usable"}};
+    for (const Json::Value& wan : status["wans"])
+        rows.push_back(wanRow(wan, now));
+    return out + columns(rows);
+}
+
+} // namespace tools

@@ -1,0 +1,97 @@
+// uplinker-status: what the daemon decided and why, read from its status file: a table for a
+// person, or the file as it is for a script. It needs no privileges and never takes the
+// daemon's instance lock.
+#include <cstdio>
+#include <ctime>
+#include <fstream>
+#include <sstream>
+
+#include "common/tool_main.h"
+#include "main/instance_lock.h"
+#include "status_table.h"
+#include "support/paths.h"
+
+namespace {
+
+const char* const kProgram = "uplinker-status";
+const char* const kUsage =
+    "usage: uplinker-status [--json]\n"
+    "  Shows the uplink the daemon chose, since when and why, and the state of each WAN, from\n"
+    "  /var/run/uplinker/status.json; --json prints that file as it is.\n"
+    "  Exits 0 while the daemon runs, 3 when it does not, 4 when its status cannot be read.\n";
+
+// The exit statuses of an init script's "status" action.
+enum { ExitNotRunning = 3, ExitUnreadable = 4 };
+
+// The daemon's instance lock is a name in the abstract socket namespace of its network
+// namespace. The kernel lists the bound names there in /proc/net/unix, a zero byte shown as
+// '@'; reading the list leaves the lock alone, where binding the name to test it would take it.
+bool daemonRunning() {
+    std::ifstream list("/proc/net/unix");
+    const std::string name = std::string("@") + INSTANCE_LOCK_NAME;
+    std::string line;
+    while (std::getline(list, line)) {
+        const size_t blank = line.rfind(' ');
+        const std::string path = blank == std::string::npos ? "" : line.substr(blank + 1);
+        // The daemon binds the whole address, so the name is followed by zero padding.
+        if (path.compare(0, name.size(), name) == 0 &&
+            path.find_first_not_of('@', name.size()) == std::string::npos)
+            return true;
+    }
+    return false;
+}
+
+bool readStatus(std::string& text, Json::Value& status) {
+    std::ifstream file(STATUS_FILE, std::ios::binary);
+    std::ostringstream contents;
+    if (!file.is_open() || !(contents << file.rdbuf()))
+        return false;
+    text = contents.str();
+    Json::CharReaderBuilder builder;
+    std::string errors;
+    std::istringstream input(text);
+    return Json::parseFromStream(builder, input, &status, &errors) && status.isObject();
+}
+
+int run(bool json) {
+    std::string text;
+    Json::Value status;
+    const bool readable = readStatus(text, status);
+    if (!daemonRunning()) {
+        if (!json)
+            (void)std::fputs("uplinker: not running\n", stdout);
+        return ExitNotRunning;
+    }
+    std::string shown = text;
+    try {
+        if (readable && !json)
+            shown = tools::statusTable(status, static_cast<int64_t>(time(nullptr)));
+    } catch (const Json::Exception&) {
+        shown.clear();
+    }
+    if (!readable || shown.empty()) {
+        tools::complain(kProgram, std::string("cannot read ") + STATUS_FILE);
+        return ExitUnreadable;
+    }
+    (void)std::fputs(shown.c_str(), stdout);
+    return tools::ExitOk;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    static const std::vector<tools::OptionSpec> specs = {{"", "json", false}, {"h", "help", false}};
+    tools::ScannedArgs scanned;
+    std::string error;
+    tools::ParseStatus parsed = tools::ParseStatus::Ok;
+    if (!tools::scanArgs(tools::argList(argc, argv), specs, scanned, error)) {
+        parsed = tools::ParseStatus::Error;
+    } else if (scanned.options.count("help") != 0) {
+        parsed = tools::ParseStatus::Help;
+    } else if (!scanned.positionals.empty()) {
+        parsed = tools::ParseStatus::Error;
+        error = "no arguments besides --json are taken";
+    }
+    const int exitStatus = tools::finishParse(parsed, kProgram, kUsage, error);
+    return exitStatus >= 0 ? exitStatus : run(scanned.options.count("json") != 0);
+}
