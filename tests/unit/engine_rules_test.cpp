@@ -189,7 +189,7 @@ const CauseRow CAUSES[] = {
     {"eth0: carrier lost", TWO, carrier("eth0", DOWN), 1, "eth0>", Mode::Constant},
     // A refresh afterwards is no switch.
     {"eth0: carrier lost", {{"eth0"}, {"eth1"}, {"eth2"}}, both(both(carrier("eth0", DOWN), idle(1)), carrier("eth2", DOWN)), 1, "eth0>eth1", Mode::Failover, 1},
-    {"eth0: link deleted", TWO, gone("eth0"), 1, "eth0>eth1"},
+    {"eth0: link deleted", TWO, [](Engine& e) { e.linkGone("eth0"); }, 1, "eth0>eth1"},
     {"eth0: address removed", TWO, [](Engine& e) { e.address("eth0", false); }, 1, "eth0>eth1"},
     {"eth0: gateway removed", TWO, [](Engine& e) { e.gateway("eth0", false); }, 1, "eth0>eth1"},
     {"eth0: probe failed", {active("eth0", 20, true), {"eth1"}}, both(idle(2), probe("eth0", false)), 20, "eth0>eth1"},
