@@ -70,6 +70,7 @@ def hung_pid(w, name="hung"):
     return int(text.split()[0]) if text.strip() else None
 
 
+def hung_pids(w): return [int(p) for p in (read_text(w.root + "/hung") or "").split()]  # noqa
 def probe_hangs(w, d): return hung_pid(w) and alive(hung_pid(w))  # noqa: E704
 def hook_killed(w, d): return not alive(hung_pid(w, "hook.pid"))  # noqa: E704
 
@@ -133,6 +134,12 @@ SCENARIOS = [
                       log=["eth1| Active check result changed to false"]),
                  Step(send(signal.SIGTERM), exit=0, log=["start deinit", "done"],
                       check=torn_down_in_order, timeout=5)]),
+    Scenario("a stop ends every probe of a check of several targets",
+             setup=fake_tool("uplinker-ping", HUNG_PING),
+             answer=failover(active("eth0", hostnames=[T2, netsetup.TARGET3]), "eth1"), steps=[
+                 Step(check=lambda w, d: sum(map(alive, hung_pids(w))) == 3, timeout=8),
+                 Step(send(signal.SIGTERM), exit=0, log=["start deinit", "done"], timeout=5,
+                      check=lambda w, d: not any(map(alive, hung_pids(w))))]),
     Scenario("a hook that never returns is killed after 30 s and failover goes on", slow=True,
              setup=hung_hook, answer=failover("eth0", "eth1"), steps=[
                  Step(hooks=[UP0], route="default via 10.0.0.1 dev eth0",
