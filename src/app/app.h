@@ -113,7 +113,8 @@ private:
     std::deque<Wan>::iterator findWanByName(const std::string& name);
     // The enabled WAN an event of that kind about ifIndex concerns; nullptr (logged) for an
     // event about any other interface. A negative index (a route without an output interface)
-    // is never taken for a WAN whose link has not been seen yet, although both carry -1.
+    // is never taken for a WAN whose link has not been seen yet, although both carry -1. An
+    // event about a WAN marks the status for a rebuild.
     Wan* wanOfEvent(const char* kind, int32_t ifIndex);
     // Asks the work step for a new choice of uplink, on account of the named WAN.
     void requestSearch(const std::string& name, const char* why);

@@ -111,9 +111,12 @@ std::deque<Wan>::iterator App::findWanByName(const std::string& name) {
 Wan* App::wanOfEvent(const char* kind, int32_t ifIndex) {
     for (Wan& wan : wans) {
         if (ifIndex >= 0 && wan.ifIndex == ifIndex) {
-            if (wan.config.enabled)
-                return &wan;
-            break;
+            if (!wan.config.enabled)
+                break;
+            // Only an event about a WAN can change what the status file shows: a burst of
+            // routes in other tables must not cost a rebuild of it per datagram.
+            status.markDirty();
+            return &wan;
         }
     }
     LOG_TRACE("%s: index(%d) skipping as not wan interface", kind, ifIndex);

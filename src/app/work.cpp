@@ -17,7 +17,6 @@ void App::work() {
         LOG_TRACE("NEWLINK MESSAGE START");
         netlinkReadMessages();
         LOG_TRACE("NEWLINK MESSAGE END");
-        status.markDirty();
     }
     if (dumpVerbosity > 1)
         dumpState(DumpPoint::EveryStep);
