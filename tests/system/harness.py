@@ -18,6 +18,7 @@ LOG_LINE = re.compile(r"^\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} \[(\w+)\] (.*)$")
 # this factor, which the build's test settings give.
 SLOWDOWN = float(os.environ.get("UPLINKER_TEST_SLOWDOWN", "1"))
 _counter = itertools.count()
+RESPONDER = os.path.join(os.path.dirname(os.path.abspath(__file__)), "echo_responder.py")
 
 
 def wait_for(what, predicate, timeout=4.0):
@@ -145,6 +146,19 @@ class World:
                                      lambda: socket.create_server((addr, port)))
         self.helpers.append(sock)
         return sock
+
+    def start_echo_responder(self):
+        # Echo requests in the ISP namespace answered by a process instead of the kernel, after
+        # the delay that set_echo_delay gives (none at first).
+        netsetup.run("ip", "netns", "exec", self.topo.isp, "sysctl", "-qw",
+                     "net.ipv4.icmp_echo_ignore_all=1")
+        self.spawn_in(self.topo.isp, [sys.executable, "-u", RESPONDER, self.root + "/echo-delay"],
+                      "answering")
+
+    def set_echo_delay(self, ms):
+        # Whole, so that the responder never reads a half-written number.
+        self.write(self.root + "/echo-delay.new", str(ms))
+        os.rename(self.root + "/echo-delay.new", self.root + "/echo-delay")
 
     def start_name_server(self, records):
         # dnsmasq in the ISP namespace answering {name: address}; returns its query log.
