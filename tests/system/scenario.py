@@ -32,10 +32,14 @@ def Scenario(name, steps, wans=("eth0", "eth1"), answer=None, args=None, setup=N
     return SimpleNamespace(**locals())
 
 
+OPTIONAL = ("hostnames", "reliability", "failureLoss", "recoveryLoss", "failureLatency",
+            "recoveryLatency")
+
+
 def answer(mode, *wans):
     # WANs in priority order, each a name or (name, {options}); the options and their defaults
-    # are below. listed=False leaves a WAN out of the inventory; hostnames and reliability are
-    # given only when named.
+    # are below. listed=False leaves a WAN out of the inventory; the OPTIONAL keys of
+    # monitor.active are given only when named.
     entries, inventory = [], []
     for n, wan in enumerate(wans):
         name, options = (wan, {}) if isinstance(wan, str) else wan
@@ -46,8 +50,7 @@ def answer(mode, *wans):
                         "monitor": {"checkInterval": o["interval"], "mode": o["monitor"],
                                     "active": {"type": o["check"], "hostname": o["host"],
                                                "icmpCount": o["count"], "tcpPort": o["port"],
-                                               **{k: o[k] for k in ("hostnames", "reliability")
-                                                  if k in o}}}})
+                                               **{k: o[k] for k in OPTIONAL if k in o}}}})
         if o["listed"]:
             inventory.append(dict({k: o[k] for k in ("type", "enabled", "available")},
                                   interface=name))

@@ -3,11 +3,13 @@
 # time limit that follows the work asked of it.
 
 import os
+import re
 import signal
 
 import netsetup
 from harness import read_text
-from scenario import Scenario, Step, active, carrier, failover, send, target
+from scenario import Scenario, Step, active, carrier, failover, send, steps, target
+from scenarios_status import status
 
 UP1, UP0, DOWN1 = "-i eth1 -d up", "-i eth0 -d up", "-i eth1 -d down"
 UPW, DOWNW = "-i wlan0 -d up", "-i wlan0 -d down"
@@ -90,6 +92,29 @@ sleep 65
 ICMP_RUN = "eth0| Run checking active -> uplinker-ping -I 10.0.0.2 -c 1 192.0.2.1"
 TCP_RUN = "eth1| Run checking active -> inet-check -m active -h 192.0.2.2 -t tcp -p 8080 eth1"
 
+# Recovery left out: half of each failure threshold.
+THRESHOLDS = {"failure_loss": 40, "recovery_loss": 20, "failure_latency_ms": 300,
+              "recovery_latency_ms": 150}
+
+
+def loss(tenths): return lambda w, d: w.topo.set_loss("eth0", tenths)  # noqa: E704
+def delay(ms): return lambda w, d: w.set_echo_delay(ms)  # noqa: E704
+
+
+def window(judgement, lost=(0, 100), latency=(0, 10000), cause=None):
+    # A check: eth0's judged window in the status file, its loss and mean latency within
+    # [low, high], and the last switch's cause matching a pattern.
+    def check(w, d):
+        s = status(w) or {}
+        q = (s.get("wans") or [{}])[0].get("quality") or {}
+        return q.get("judged") is True and q.get("judgement") == judgement and \
+            q.get("thresholds") == THRESHOLDS and \
+            lost[0] <= (q.get("loss") or 0) <= lost[1] and \
+            latency[0] <= (q.get("latency_ms") or 0) <= latency[1] and \
+            re.fullmatch(cause or ".*", (s.get("last_switch") or {}).get("cause", ""))
+    return check
+
+
 SCENARIOS = [
     # A probe to a silent target waits 6 s for a late reply, and checks start 2 s apart: a
     # verdict may take two probes. eth1's TCP check is refused until its listener starts.
@@ -156,4 +181,21 @@ SCENARIOS = [
                       check=lambda w, d: hung_pid(w) and not alive(hung_pid(w))),
                  Step(uplink="eth0", log=["eth0| Active check result changed to true"],
                       timeout=60)]),
+    # Ten requests a check, a window of twenty; a check that loses a request waits 6 s for it.
+    # A step acts when the status shows a check's result, a second before the next check.
+    Scenario("a WAN that loses requests is left, held while late, taken back when prompt",
+             setup=lambda w: w.start_echo_responder(), answer=failover(active(
+                 "eth0", interval=1, count=10, failureLoss=40, failureLatency=300), "eth1"),
+             steps=[
+                 Step(uplink="eth0", hooks=[UP1, UP0], check=window("good", (0, 0)), timeout=8),
+                 # Nine of ten dropped: 45 % over the window after one check (more, should the
+                 # rule come in after a request of that check has passed).
+                 Step(loss(9), check=window("bad", (40, 90)), timeout=20),
+                 Step(steps(loss(0), delay(250)), uplink="eth1", hooks=[DOWN1],
+                      check=window("bad", cause=r"eth0: loss \d+ % ≥ 40 %")),
+                 # No loss, 250 ms late: between 150 and 300 ms the judgement stays bad.
+                 Step(uplink="eth1", hooks=[], check=window("bad", (0, 0), (240, 290)),
+                      timeout=10),
+                 Step(delay(0), uplink="eth0", hooks=[UP0], timeout=8, check=window(
+                     "good", (0, 0), (0, 150), r"eth0: usable again"))]),
 ]
