@@ -55,19 +55,14 @@ void logTargetCounts(const Wan& wan) {
 // a word, or nullptr when none was there to collect.
 const char* collectVerdict(Wan& wan, CheckState state) {
     const char* name = wan.ifname.c_str();
-    if (state == CheckState::SuccessUp) {
-        LOG_WAN(TRACE, name, "Wan::checkDone (up)");
+    if (state == CheckState::SuccessUp || state == CheckState::SuccessDown) {
+        const bool reached = state == CheckState::SuccessUp;
+        LOG_WAN(TRACE, name, "Wan::checkDone (%s)", reached ? "up" : "down");
         logTargetCounts(wan);
+        const bool up = wan.judgeQuality(reached);
         wan.checkDone();
-        wan.weighVerdict(true);
-        return "up";
-    }
-    if (state == CheckState::SuccessDown) {
-        LOG_WAN(TRACE, name, "Wan::checkDone (down)");
-        logTargetCounts(wan);
-        wan.checkDone();
-        wan.weighVerdict(false);
-        return "down";
+        wan.weighVerdict(up);
+        return up ? "up" : "down";
     }
     if (state == CheckState::Failed) {
         LOG_WAN(TRACE, name, "Wan::checkDone (failed)");
@@ -95,6 +90,10 @@ void App::driveActiveChecks() {
         Wan& wan = wans[index];
         if (!wan.config.enabled || wan.config.monitorMode != MonitorMode::Active)
             continue;
+        // A WAN that is no longer checked, or has lost its link, modem, address or gateway, is
+        // judged afresh once its checks resume.
+        if ((index > limit || !wan.linkReady()) && wan.forgetQuality())
+            status.markDirty();
         const bool oldResult = wan.activeResult;
         const CheckState state = wan.readCheckState();
         if (state == CheckState::Idle && index <= limit) {
@@ -109,7 +108,7 @@ void App::driveActiveChecks() {
         if (dumpVerbosity != 0)
             dumpState(DumpPoint::ResultChanged);
         if (!wan.activeResult)
-            processInetDown(wan.ifname, "probe failed");
+            processInetDown(wan.ifname, wan.downCause());
         else if (wan.inet())
             processInetUp(wan.ifname);
     }

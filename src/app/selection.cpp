@@ -48,6 +48,11 @@ int App::searchNextWan(int from) {
 void App::processInetDown(const std::string& name, const char* why) {
     LOG_WAN(TRACE, name, "App::processInetDown");
     writeInterfaceState(name, false);
+    // Requests measured before a link, modem, address or gateway was lost say nothing about
+    // the link that comes back.
+    const auto wan = findWanByName(name);
+    if (wan != wans.end() && !wan->linkReady())
+        wan->forgetQuality();
     if (!started())
         return;
     const int index = indexOfName(name);

@@ -35,6 +35,40 @@ Json::Value pendingStatus(const Wan& wan) {
     return out;
 }
 
+Json::Value orNull(const char* text) {
+    return text != nullptr ? Json::Value(text) : Json::Value(Json::nullValue);
+}
+
+Json::Value thresholdsStatus(const QualityThresholds& thresholds) {
+    Json::Value out(Json::objectValue);
+    if (thresholds.loss) {
+        out["failure_loss"] = thresholds.failureLoss;
+        out["recovery_loss"] = thresholds.recoveryLoss;
+    }
+    if (thresholds.latency) {
+        out["failure_latency_ms"] = thresholds.failureLatency;
+        out["recovery_latency_ms"] = thresholds.recoveryLatency;
+    }
+    return out;
+}
+
+// The window of a WAN judged by its loss and latency, and what decided its last verdict.
+Json::Value qualityStatus(const Wan& wan) {
+    const QualityWindow& window = wan.quality.window();
+    Json::Value out;
+    out["requests"] = static_cast<Json::UInt>(window.requests());
+    out["loss"] =
+        window.requests() > 0 ? Json::Value(window.lossPercent()) : Json::Value(Json::nullValue);
+    double latency = 0;
+    out["latency_ms"] =
+        window.meanLatencyMs(latency) ? Json::Value(latency) : Json::Value(Json::nullValue);
+    out["judged"] = window.judged();
+    out["judgement"] = orNull(judgementName(wan.quality.judgement()));
+    out["decided_by"] = orNull(wan.quality.decidedBy());
+    out["thresholds"] = thresholdsStatus(wan.config.quality);
+    return out;
+}
+
 Json::Value wanStatus(const Wan& wan, const StatusReport::Verdict& verdict) {
     Json::Value out;
     out["name"] = wan.ifname;
@@ -52,6 +86,8 @@ Json::Value wanStatus(const Wan& wan, const StatusReport::Verdict& verdict) {
         out["verdict"] = verdictStatus(verdict);
         if (wan.config.upCount > 1 || wan.config.downCount > 1)
             out["pending"] = pendingStatus(wan);
+        if (wan.config.quality.any())
+            out["quality"] = qualityStatus(wan);
     }
     out["usable"] = wan.inet();
     return out;
@@ -89,5 +125,8 @@ void App::publishStatus() {
     root["last_switch"] = switchStatus(status.lastSwitch());
     Json::StreamWriterBuilder builder;
     builder["indentation"] = " ";
+    // Loss and latency, the only fractions in the file, to a tenth.
+    builder["precision"] = 1;
+    builder["precisionType"] = "decimal";
     status.publish(Json::writeString(builder, root) + "\n");
 }

@@ -26,6 +26,22 @@ void logTrustLine(const WanConfig& c) {
              c.reliability, targets.size(), c.downCount, c.upCount);
 }
 
+std::string thresholdText(bool on, uint32_t failure, uint32_t recovery, const char* unit) {
+    if (!on)
+        return "off";
+    return std::to_string(failure) + "/" + std::to_string(recovery) + " " + unit;
+}
+
+// Only for a WAN with loss or latency thresholds, for the same reason.
+void logQualityLine(const WanConfig& c) {
+    const QualityThresholds& q = c.quality;
+    if (!q.any())
+        return;
+    LOG_INFO("  %-8s: [%-5s] - Loss [%s], Latency [%s]", wanTypeName(c.type), c.name.c_str(),
+             thresholdText(q.loss, q.failureLoss, q.recoveryLoss, "%").c_str(),
+             thresholdText(q.latency, q.failureLatency, q.recoveryLatency, "ms").c_str());
+}
+
 } // namespace
 
 void logConfSummary(Mode mode, const std::list<WanConfig>& configs) {
@@ -35,5 +51,6 @@ void logConfSummary(Mode mode, const std::list<WanConfig>& configs) {
     for (const WanConfig& c : configs) {
         logWanLine(c);
         logTrustLine(c);
+        logQualityLine(c);
     }
 }

@@ -24,6 +24,19 @@ HostKind hostKindOf(const std::string& host);
 constexpr size_t MAX_PROBE_TARGETS = 8;
 constexpr uint32_t MAX_VERDICT_COUNT = 100;
 
+// Loss and latency thresholds of a WAN's probe requests; a kind that is off is never judged.
+// A recovery threshold is at most its failure threshold, so that between the two lies a band
+// in which the last judgement holds.
+struct QualityThresholds {
+    bool loss = false;
+    uint32_t failureLoss = 0; // percent of requests without an answer, 1..100
+    uint32_t recoveryLoss = 0;
+    bool latency = false;
+    uint32_t failureLatency = 0; // mean round-trip time of the answered requests in ms
+    uint32_t recoveryLatency = 0;
+    bool any() const { return loss || latency; }
+};
+
 struct WanConfig {
     std::string name;
     WanType type = WanType::Unknown;
@@ -49,6 +62,9 @@ struct WanConfig {
     // going up; 1 .. MAX_VERDICT_COUNT, and 1 is the behaviour without the option.
     uint32_t downCount = 1;
     uint32_t upCount = 1;
+    // Optional: judging the link by its probe requests' loss and latency (off: reachability
+    // alone decides, as without the option).
+    QualityThresholds quality;
 };
 
 // True when a WAN has any of the optional probe settings beyond their defaults.

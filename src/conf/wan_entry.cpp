@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "conf/probe_trust.h"
+#include "conf/quality_thresholds.h"
 #include "support/log.h"
 #include "support/paths.h"
 
@@ -167,5 +168,6 @@ EntryOutcome readWanEntry(const Json::Value& entry, const std::string& path,
         return EntryOutcome::Invalid;
     // Reached only with "monitor" and "active" known to be objects or absent.
     readProbeTrust(entry["monitor"], record);
+    readQualityThresholds(entry["monitor"]["active"], record);
     return EntryOutcome::Accepted;
 }

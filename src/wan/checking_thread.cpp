@@ -20,11 +20,13 @@ Snapshot takeSnapshot(Wan& wan) {
     return Snapshot{wan.checkState, wan.config, wan.address.load()};
 }
 
-void storeVerdict(Wan& wan, CheckState verdict, uint32_t answered, uint32_t probed) {
+void storeVerdict(Wan& wan, CheckState verdict, uint32_t answered, uint32_t probed,
+                  std::vector<ProbeReport> reports) {
     VRX::LockGuard guard(wan.lock);
     wan.checkState = verdict;
     wan.targetsAnswered = answered;
     wan.targetsProbed = probed;
+    wan.probeReports = std::move(reports);
 }
 
 // Up when enough targets answered; no verdict at all when not one probe could start.
@@ -41,23 +43,29 @@ void runCheck(WanCheckingThread& self, const Snapshot& snapshot) {
     const char* name = config.name.c_str();
     if (snapshot.address == NO_ADDRESS) {
         LOG_WAN(TRACE, name, "Active check failed since wan up addess is not available");
-        storeVerdict(*self.wan, CheckState::SuccessDown, 0, 0);
+        storeVerdict(*self.wan, CheckState::SuccessDown, 0, 0, {});
         return;
     }
     std::string localAddress = dottedQuad(snapshot.address);
     uint32_t answered = 0;
     uint32_t probed = 1;
-    if (config.moreHosts.empty())
-        answered =
-            probeTarget(self, config, localAddress, config.hostname, config.hostKind) == 0 ? 1 : 0;
-    else
-        probeTargets(self, config, localAddress, answered, probed);
+    std::vector<ProbeReport> reports(1);
+    if (config.moreHosts.empty()) {
+        answered = probeTarget(self, config, localAddress, config.hostname, config.hostKind,
+                               reports.front()) == 0
+                       ? 1
+                       : 0;
+    } else {
+        reports.clear();
+        probeTargets(self, config, localAddress, answered, probed, reports);
+    }
     // A stop during the probe means the Wan is being destroyed: nobody collects the verdict.
     if (self.isCanceled()) {
         LOG_WAN(TRACE, name, "Active checking canceled");
         return;
     }
-    storeVerdict(*self.wan, verdictOf(config, answered, probed), answered, probed);
+    storeVerdict(*self.wan, verdictOf(config, answered, probed), answered, probed,
+                 std::move(reports));
 }
 
 } // namespace

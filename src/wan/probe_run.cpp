@@ -29,6 +29,9 @@ void buildProbe(const WanConfig& config, const std::string& localAddress, const 
     }
     command = "uplinker-ping";
     arguments = {"-I", localAddress, "-c", std::to_string(config.icmpCount), target};
+    // Judging loss and latency needs every request's reply, not only the first one.
+    if (config.quality.any())
+        arguments.insert(arguments.begin(), "-a");
 }
 
 // The probe target: the configured host, or the first address its name resolves to through
@@ -63,7 +66,7 @@ unsigned int probeLimitMs(const WanConfig& config) {
 } // namespace
 
 int probeTarget(WanCheckingThread& self, const WanConfig& config, const std::string& localAddress,
-                const std::string& host, HostKind kind) {
+                const std::string& host, HostKind kind, ProbeReport& report) {
     std::string target = resolveTarget(self, config, localAddress, host, kind);
     std::string command;
     std::vector<std::string> arguments;
@@ -71,5 +74,8 @@ int probeTarget(WanCheckingThread& self, const WanConfig& config, const std::str
     LOG_WAN(TRACE, config.name, "Run checking active -> %s %s", command.c_str(),
             VRX::Text::join(arguments, ' ').c_str());
     std::string output;
-    return VRX::System::execute(command, arguments, output, probeLimitMs(config));
+    const int result = VRX::System::execute(command, arguments, output, probeLimitMs(config));
+    if (!parseProbeReport(output, report))
+        report = ProbeReport{1, result == 0 ? 1U : 0U, 0, false};
+    return result;
 }

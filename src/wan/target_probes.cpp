@@ -25,10 +25,11 @@ public:
     bool done() const { return done_.load(); }
     // Read once stop has joined the thread.
     bool answered() const { return result_ == 0; }
+    const ProbeReport& report() const { return report_; }
 
 protected:
     void run() override {
-        result_ = probeTarget(owner_, config_, localAddress_, host_, hostKindOf(host_));
+        result_ = probeTarget(owner_, config_, localAddress_, host_, hostKindOf(host_), report_);
         done_.store(true);
         // The check thread waits for its probes the way it waits for work.
         owner_.wake();
@@ -40,13 +41,14 @@ private:
     const std::string& localAddress_;
     std::string host_;
     int result_ = -1;
+    ProbeReport report_;
     std::atomic<bool> done_{false};
 };
 
 } // namespace
 
 void probeTargets(WanCheckingThread& self, const WanConfig& config, const std::string& localAddress,
-                  uint32_t& answered, uint32_t& probed) {
+                  uint32_t& answered, uint32_t& probed, std::vector<ProbeReport>& reports) {
     std::vector<std::string> hosts{config.hostname};
     hosts.insert(hosts.end(), config.moreHosts.begin(), config.moreHosts.end());
     std::vector<std::unique_ptr<TargetProbe>> probes;
@@ -72,5 +74,6 @@ void probeTargets(WanCheckingThread& self, const WanConfig& config, const std::s
         // Ends a probe still running (only after a stop) and joins every thread.
         probe->stop();
         answered += probe->answered() ? 1 : 0;
+        reports.push_back(probe->report());
     }
 }

@@ -4,13 +4,16 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "conf/wan_config.h"
+#include "wan/probe_report.h"
 
 class WanCheckingThread;
 
 // Probes hostname and every one of config.moreHosts side by side, as a check of one target
 // probes it, and returns once all have ended or self has been asked to stop (which ends them
-// all). answered: targets that answered; probed: targets whose probe could start.
+// all). answered: targets that answered; probed: targets whose probe could start; reports:
+// what each of those measured.
 void probeTargets(WanCheckingThread& self, const WanConfig& config, const std::string& localAddress,
-                  uint32_t& answered, uint32_t& probed);
+                  uint32_t& answered, uint32_t& probed, std::vector<ProbeReport>& reports);

@@ -40,6 +40,7 @@ void Wan::checkActivate() {
         lastCheckTime = monotonicSeconds();
         checkState = CheckState::RunActive;
     }
+    checkEpoch = quality.epoch();
     // The check thread sleeps until it is told; woken outside the lock, which it takes first.
     thread.wake();
 }

@@ -5,6 +5,7 @@
 #include <atomic>
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "conf/wan_config.h"
 #include "support/ipv4_text.h"
@@ -12,6 +13,8 @@
 #include "support/paths.h"
 #include "wan/check_state.h"
 #include "wan/checking_thread.h"
+#include "wan/link_quality.h"
+#include "wan/probe_report.h"
 
 class Wan {
 public:
@@ -44,6 +47,16 @@ public:
     // Drops a pending count, for a caller that has just decided activeResult itself.
     void clearPending();
 
+    // A collected check's verdict (reached: enough targets answered) once its probes' loss and
+    // latency have been judged: down also when the link's quality is bad. Without thresholds
+    // the verdict is reached itself.
+    bool judgeQuality(bool reached);
+    // What a switch away from this WAN after its verdict turned down names as the cause.
+    const char* downCause() const;
+    // Starts the quality judgement over, for a WAN whose situation changed; true when
+    // something was forgotten.
+    bool forgetQuality() { return quality.clear(); }
+
     // Usable as the uplink: enabled, up, misc, address and gateway, and a positive verdict
     // unless it is passive or the last enabled WAN.
     bool inet() const;
@@ -75,10 +88,16 @@ public:
     // with checkState and, like it, read and written only under lock.
     uint32_t targetsAnswered = 0;
     uint32_t targetsProbed = 0;
+    // What each probe of the last check measured, stored and read like the counts above.
+    std::vector<ProbeReport> probeReports;
     // Damping, main thread only: how many verdicts in a row have disagreed with activeResult
     // (0: no change pending) and the way they push it (true: towards up).
     uint32_t pendingCount = 0;
     bool pendingUp = false;
+    // Loss and latency, main thread only; checkEpoch is the quality's epoch when the running
+    // check began, so that a check begun before a change of situation brings nothing into it.
+    LinkQuality quality;
+    unsigned checkEpoch = 0;
 
 private:
     // Starts the thread; a WAN without one would wait for a verdict forever, so that is an error.

@@ -2,6 +2,7 @@
 
 import json
 import os
+import re
 import shlex
 import subprocess
 import sys
@@ -14,12 +15,24 @@ from conftest import TOOLS_DIR
 
 SOURCE = netsetup.gw_address("eth0")
 PING_CASES = [
-    # ISP address, its reply's delay in s (None: no reply) and flaw, count, exit status
-    ("198.51.100.1", 0, "", ["-c", "4"], 0), ("198.51.100.2", 3, "", ["-c4"], 0),
-    ("198.51.100.3", 5, "", ["-c", "1"], 0), ("198.51.100.4", None, "", ["-c", "4"], 1),
-    ("198.51.100.5", 0, "checksum", ["-c", "1"], 1), ("198.51.100.6", 0, "id", ["-c", "1"], 1),
-    ("198.51.100.7", 0, "seq", ["-c", "2"], 1),
+    # ISP address, its reply's delay in s (None: no reply) and flaw, count, exit status, and
+    # the requests the last line reports sent (None: any) and answered
+    ("198.51.100.1", 0, "", ["-c", "4"], 0, None, 1), ("198.51.100.2", 3, "", ["-c4"], 0, 4, 1),
+    ("198.51.100.3", 5, "", ["-c", "1"], 0, 1, 1), ("198.51.100.4", None, "", ["-c", "4"], 1, 4, 0),
+    ("198.51.100.5", 0, "checksum", ["-c", "1"], 1, 1, 0),
+    ("198.51.100.6", 0, "id", ["-c", "1"], 1, 1, 0), ("198.51.100.7", 0, "seq", ["-c", "2"], 1, 2, 0),
+    # -a waits for the reply to every request.
+    ("198.51.100.8", 1, "", ["-a", "-c", "3"], 0, 3, 3),
 ]
+REPORT = re.compile(r"uplinker-ping: sent (\d+) received (\d+) rtt_ms((?: \d+\.\d{3})*)\n$")
+
+
+def measured(out, delay, sent, received):
+    # The last line: the requests, the replies, and a time per reply no shorter than its delay.
+    found = REPORT.search(out)
+    times = [float(t) for t in found.group(3).split()] if found else []
+    return found is not None and sent in (None, int(found.group(1))) and len(times) == int(
+        found.group(2)) == received and all(t >= 1000 * (delay or 0) for t in times)
 
 # The ISP's kernel stays silent (icmp_echo_ignore_all); this answers on a raw socket instead,
 # late or flawed as the destination asks. Replies leave from a socket bound to that address.
@@ -85,22 +98,26 @@ def test_ping_counts_late_replies_and_gives_up_on_silence(isp):
                  lambda: os.path.exists(ready))
     started = time.monotonic()
     # All at once: each run's own identifier and target keep the replies apart.
-    runs = [(target, status, start_tool(isp, "uplinker-ping", "-I", SOURCE, *count, "--", target))
-            for target, _, _, count, status in PING_CASES]
+    runs = [(case, start_tool(isp, "uplinker-ping", "-I", SOURCE, *case[3], "--", case[0]))
+            for case in PING_CASES]
     # No request leaves an address without a route: no waiting, the 5 s late reply still to come.
     assert run_tool(isp, "uplinker-ping", "-I", "127.0.0.1", "-c1", "192.0.2.1")[::2] == (
-        1, "uplinker-ping: cannot send: Network is unreachable\n") and runs[2][2].poll() is None
-    for target, status, proc in runs:
+        1, "uplinker-ping: cannot send: Network is unreachable\n") and runs[2][1].poll() is None
+    for (target, delay, _, _, status, sent, received), proc in runs:
         verdict = "is alive" if status == 0 else "did not answer"
-        assert finish(proc, started) == (status, "uplinker-ping: %s %s\n" % (target, verdict),
-                                         ""), target
+        code, out, err = finish(proc, started)
+        assert (code, out.splitlines()[0], err) == (
+            status, "uplinker-ping: %s %s" % (target, verdict), ""), target
+        assert len(out.splitlines()) == 2 and measured(out, delay, sent, received), out
 
 
 def test_inet_check_connects_through_the_interface(isp):
     isp.start_tcp_listener(netsetup.TARGET, 8080)
     probe = ["-m", "active", "-h", netsetup.TARGET, "-t", "tcp", "-p"]
-    assert run_tool(isp, "inet-check", *probe, "8080", "eth0") == (
-        0, "inet-check: connected to 192.0.2.1:8080 through eth0\n", "")
+    status, out, err = run_tool(isp, "inet-check", *probe, "8080", "eth0")
+    assert (status, err) == (0, "") and re.fullmatch(
+        r"inet-check: connected to 192.0.2.1:8080 through eth0\ninet-check: connect_ms "
+        r"\d+\.\d{3}\n", out), out
     assert run_tool(isp, "inet-check", *probe, "8080", "eth9") == (
         1, "", "inet-check: no interface eth9\n")
 

@@ -6,8 +6,9 @@
 
 namespace tools {
 
-// Milliseconds of CLOCK_MONOTONIC, immune to wall-clock steps.
+// Milliseconds and microseconds of CLOCK_MONOTONIC, immune to wall-clock steps.
 int64_t monotonicMs();
+int64_t monotonicUs();
 
 class Deadline {
 public:

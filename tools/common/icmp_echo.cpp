@@ -59,6 +59,12 @@ std::vector<uint8_t> buildEchoRequest(uint16_t id, uint16_t seq) {
 
 bool isOurEchoReply(const uint8_t* data, size_t length, in_addr sender,
                     const EchoExpectation& expected) {
+    uint16_t seq = 0;
+    return isOurEchoReply(data, length, sender, expected, seq);
+}
+
+bool isOurEchoReply(const uint8_t* data, size_t length, in_addr sender,
+                    const EchoExpectation& expected, uint16_t& seq) {
     if (sender.s_addr != expected.target.s_addr)
         return false;
     size_t offset = 0;
@@ -76,7 +82,7 @@ bool isOurEchoReply(const uint8_t* data, size_t length, in_addr sender,
         return false;
     if (expected.checkId && read16(icmp + 4) != expected.id)
         return false;
-    uint16_t seq = read16(icmp + 6);
+    seq = read16(icmp + 6);
     return seq >= 1 && seq <= expected.lastSeq;
 }
 

@@ -29,5 +29,8 @@ struct EchoExpectation {
 // requests.
 bool isOurEchoReply(const uint8_t* data, size_t length, in_addr sender,
                     const EchoExpectation& expected);
+// The same, giving the sequence of the request it answers in seq.
+bool isOurEchoReply(const uint8_t* data, size_t length, in_addr sender,
+                    const EchoExpectation& expected, uint16_t& seq);
 
 } // namespace tools

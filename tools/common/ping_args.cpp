@@ -9,12 +9,15 @@ const char* const kPingUsage =
     "  Sends COUNT (1..255) ICMP echo requests, 200 ms apart, from the local IPv4 ADDRESS to\n"
     "  TARGET (IPv4 address or host name). Exits 0 at the first reply, 1 when none came\n"
     "  within 6 s after the last request (a reply up to 5 s late still counts; a silent\n"
-    "  TARGET takes 6.6 s with COUNT 4), 2 on a usage error.\n";
+    "  TARGET takes 6.6 s with COUNT 4), 2 on a usage error. With -a it sends every request\n"
+    "  and waits for every reply (again at most 6 s after the last request), to measure loss\n"
+    "  and round-trip times; the exit status is the same. The last line reports\n"
+    "  \"sent N received M rtt_ms\" and the round-trip time of each reply in ms.\n";
 
 ParseStatus parsePingArgs(const std::vector<std::string>& args, PingArgs& parsed,
                           std::string& error) {
     static const std::vector<OptionSpec> specs = {
-        {"I", "", true}, {"c", "", true}, {"h", "help", false}};
+        {"I", "", true}, {"c", "", true}, {"a", "", false}, {"h", "help", false}};
     ScannedArgs scanned;
     if (!scanArgs(args, specs, scanned, error))
         return ParseStatus::Error;
@@ -41,6 +44,7 @@ ParseStatus parsePingArgs(const std::vector<std::string>& args, PingArgs& parsed
         return ParseStatus::Error;
     }
     parsed.target = scanned.positionals[0];
+    parsed.all = scanned.options.count("a") != 0;
     return ParseStatus::Ok;
 }
 

@@ -7,11 +7,13 @@
 
 #include <arpa/inet.h>
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <linux/icmp.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
+#include <vector>
 
 namespace {
 
@@ -30,6 +32,15 @@ struct Pinger {
     tools::EchoExpectation expected{};
     unsigned sentOk = 0;
     int sendError = 0;
+    // Per request (sequence - 1): when it left, and its round-trip time once answered (a
+    // duplicate reply counts once).
+    std::vector<int64_t> sentAtUs;
+    std::vector<double> rttMs;
+    unsigned received = 0;
+    bool all = false;
+
+    // Enough heard: the first reply, or with -a every request answered.
+    bool done() const { return received > 0 && (!all || received == rttMs.size()); }
 };
 
 // Raw sockets need root (which the daemon has); ICMP datagram sockets are the fallback for
@@ -64,12 +75,16 @@ bool openPinger(const tools::PingArgs& args, in_addr target, Pinger& pinger) {
     pinger.to.sin_family = AF_INET;
     pinger.to.sin_addr = target;
     pinger.expected = {raw, raw, static_cast<uint16_t>(getpid() & 0xffff), 0, target};
+    pinger.all = args.all;
+    pinger.sentAtUs.reserve(args.count);
+    pinger.rttMs.assign(args.count, -1);
     return true;
 }
 
 // A failed send (no route yet, for instance) is not the end: a later request may still pass.
 void sendRequest(Pinger& pinger, uint16_t seq) {
     std::vector<uint8_t> packet = tools::buildEchoRequest(pinger.expected.id, seq);
+    pinger.sentAtUs.push_back(tools::monotonicUs());
     if (sendto(pinger.fd, packet.data(), packet.size(), 0, reinterpret_cast<sockaddr*>(&pinger.to),
                sizeof pinger.to) < 0)
         pinger.sendError = errno;
@@ -78,9 +93,19 @@ void sendRequest(Pinger& pinger, uint16_t seq) {
     pinger.expected.lastSeq = seq;
 }
 
-// Reads the queued replies until ours is among them; a flood of others' replies (a raw socket
-// sees every echo reply of the host) must not hold the run past its end.
-bool drainReplies(const Pinger& pinger, const tools::Deadline& end) {
+// Notes the reply to request seq, the first one only.
+void noteReply(Pinger& pinger, uint16_t seq) {
+    const size_t index = seq - 1U;
+    if (index >= pinger.sentAtUs.size() || pinger.rttMs[index] >= 0)
+        return;
+    pinger.rttMs[index] =
+        static_cast<double>(tools::monotonicUs() - pinger.sentAtUs[index]) / 1000.0;
+    ++pinger.received;
+}
+
+// Reads the queued replies until enough of ours are among them; a flood of others' replies (a
+// raw socket sees every echo reply of the host) must not hold the run past its end.
+bool drainReplies(Pinger& pinger, const tools::Deadline& end) {
     uint8_t buffer[1500];
     for (;;) {
         sockaddr_in sender{};
@@ -89,9 +114,12 @@ bool drainReplies(const Pinger& pinger, const tools::Deadline& end) {
                                reinterpret_cast<sockaddr*>(&sender), &senderSize);
         if (got < 0)
             return false;
+        uint16_t seq = 0;
         if (senderSize >= sizeof sender && sender.sin_family == AF_INET &&
             tools::isOurEchoReply(buffer, static_cast<size_t>(got), sender.sin_addr,
-                                  pinger.expected))
+                                  pinger.expected, seq))
+            noteReply(pinger, seq);
+        if (pinger.done())
             return true;
         if (end.expired())
             return false;
@@ -121,7 +149,18 @@ bool exchange(Pinger& pinger, unsigned count) {
         if (poll(&entry, 1, wait) > 0 && drainReplies(pinger, end))
             return true;
     }
-    return false;
+    return pinger.received > 0;
+}
+
+// The last line: what was measured, for a daemon that judges loss and latency.
+void printReport(const Pinger& pinger) {
+    std::printf("%s: sent %zu received %u rtt_ms", kProgram, pinger.sentAtUs.size(),
+                pinger.received);
+    for (const double rtt : pinger.rttMs) {
+        if (rtt >= 0)
+            std::printf(" %.3f", rtt);
+    }
+    std::printf("\n");
 }
 
 int run(const tools::PingArgs& args) {
@@ -142,6 +181,7 @@ int run(const tools::PingArgs& args) {
     char text[INET_ADDRSTRLEN] = "";
     inet_ntop(AF_INET, &target, text, sizeof text);
     std::printf("%s: %s %s\n", kProgram, text, ok ? "is alive" : "did not answer");
+    printReport(pinger);
     return ok ? tools::ExitOk : tools::ExitFailed;
 }
 

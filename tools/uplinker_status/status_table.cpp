@@ -71,6 +71,25 @@ std::string probeText(const Json::Value& wan, int64_t now) {
     return text;
 }
 
+// A measured value to a tenth, a trailing ".0" left off; "-" while there is none.
+std::string measuredText(const Json::Value& value, const char* unit) {
+    if (!value.isNumeric())
+        return "-";
+    char text[32];
+    (void)snprintf(text, sizeof text, "%.1f", value.asDouble());
+    std::string out = text;
+    if (out.size() > 2 && out.compare(out.size() - 2, 2, ".0") == 0)
+        out.resize(out.size() - 2);
+    return out + " " + unit;
+}
+
+// Loss and latency, for a table in which some WAN is judged by them.
+void addQuality(Row& row, const Json::Value& wan) {
+    const Json::Value& quality = wan["quality"];
+    row.insert(row.end() - 1,
+               {measuredText(quality["loss"], "%"), measuredText(quality["latency_ms"], "ms")});
+}
+
 Row wanRow(const Json::Value& wan, int64_t now) {
     const char* usable = !wan["enabled"].asBool() ? "disabled"
                          : wan["usable"].asBool() ? "yes"
@@ -107,8 +126,19 @@ std::string statusTable(const Json::Value& status, int64_t now) {
         out += "roaming lock on " + printable(lock["wan"].asString()) + " until " +
                clockText(lock["until"].asInt64()) + "\n";
     std::vector<Row> rows = {{"WAN", "link", "address", "gateway", "probe", "usable"}};
-    for (const Json::Value& wan : status["wans"])
+    std::vector<const Json::Value*> wans;
+    bool judged = false;
+    for (const Json::Value& wan : status["wans"]) {
         rows.push_back(wanRow(wan, now));
+        wans.push_back(&wan);
+        judged = judged || wan["quality"].isObject();
+    }
+    // Without thresholds the table stays as it always was.
+    if (judged) {
+        rows.front().insert(rows.front().end() - 1, {"loss", "latency"});
+        for (size_t i = 0; i < wans.size(); ++i)
+            addQuality(rows[i + 1], *wans[i]);
+    }
     return out + columns(rows);
 }
 
