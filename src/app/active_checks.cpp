@@ -90,9 +90,8 @@ void App::driveActiveChecks() {
         Wan& wan = wans[index];
         if (!wan.config.enabled || wan.config.monitorMode != MonitorMode::Active)
             continue;
-        // A WAN that is no longer checked, or has lost its link, modem, address or gateway, is
-        // judged afresh once its checks resume.
-        if ((index > limit || !wan.linkReady()) && wan.forgetQuality())
+        // A WAN that is no longer checked is judged afresh once its checks resume.
+        if (index > limit && wan.forgetQuality())
             status.markDirty();
         const bool oldResult = wan.activeResult;
         const CheckState state = wan.readCheckState();

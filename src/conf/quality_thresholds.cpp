@@ -30,11 +30,13 @@ bool readPair(const Json::Value& active, const char* failureKey, const char* rec
               uint32_t high, uint32_t& failure, uint32_t& recovery, const char* name) {
     const Json::Value& failureValue = active[failureKey];
     const Json::Value& recoveryValue = active[recoveryKey];
-    if (failureValue.isNull() && recoveryValue.isNull())
+    if (failureValue.isNull()) {
+        if (!recoveryValue.isNull())
+            LOG_WARNING("Config: %s of %s without %s, ignored", recoveryKey, name, failureKey);
         return false;
+    }
     if (!wholeNumber(failureValue, 1, high, failure)) {
-        LOG_WARNING("Config: invalid %s value for %s, %s ignored", failureKey, name,
-                    recoveryValue.isNull() ? "threshold" : "both thresholds");
+        LOG_WARNING("Config: invalid %s value for %s, ignored", failureKey, name);
         return false;
     }
     if (!sameNumber(failureValue, failure))

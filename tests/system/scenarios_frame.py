@@ -83,6 +83,9 @@ def rich():
     wans[1]["monitor"]["active"].update(reliability=12, hostnames=["192.0.2.3", "", 7] + [
         "t%d.test" % n for n in range(8)])
     wans[7]["monitor"]["active"].update(hostname="", hostnames=["192.0.2.9"])
+    # Thresholds repaired: out of range, no number, a recovery alone or above its failure.
+    wans[0]["monitor"]["active"].update(failureLoss=150, recoveryLoss="a", failureLatency=800.7)
+    wans[1]["monitor"]["active"].update(recoveryLoss=5, failureLatency=2000, recoveryLatency=3000)
     a["waninfo"]["wans"].append(dict(a["waninfo"]["wans"][-3], enabled=True))
     return a
 
@@ -99,9 +102,11 @@ def summary(*entries):
 SUMMARY = summary(
     ("ETHERNET", "eth0", "enabled", "30/1", "Active", "Icmp", 60, 0, 4, "ipv4: 192.0.2.1"),
     "  ETHERNET: [eth0 ] - Targets [192.0.2.1], Reliability [1/1], Down/Up [3/2]",
+    "  ETHERNET: [eth0 ] - Loss [100/50 %], Latency [800/400 ms]",
     ("ETHERNET", "eth1", "enabled", "20/1", "Passive", "Tcp", 25, 8080, 4, "fqdn: probe.test"),
     "  ETHERNET: [eth1 ] - Targets [probe.test 192.0.2.3 t0.test t1.test t2.test t3.test "
     "t4.test t5.test], Reliability [8/8], Down/Up [1/100]",
+    "  ETHERNET: [eth1 ] - Loss [off], Latency [2000/2000 ms]",
     ("PPP", "ppp0", "enabled", "10/3", "Passive", "Icmp", 25, 0, 1, "ipv4: 192.0.2.1"),
     ("ETHERNET", "eth2", "disabled", "40/1", "Passive", "Icmp", 2, 4464, 1, "ipv4: 192.0.2.1"),
     ("Unknown", "lte0", "enabled", "50/1", "Passive", "Icmp", 2, 0, 255, "ipv4: 192.0.2.9"),
@@ -119,7 +124,9 @@ WARNINGS = sorted(["Config: invalid check interval value"] * 2 + [
     "Config: hostnames[%d] of eth1 is not a host, ignored" % n for n in (1, 2)] + [
     "Config: invalid %s value for %s, using %s" % r for r in (
         ("reliability", "eth0", 1), ("reliability", "eth1", 8), ("downCount", "eth1", 1),
-        ("upCount", "eth1", 100))])
+        ("upCount", "eth1", 100), ("failureLoss", "eth0", 100), ("recoveryLoss", "eth0", 50),
+        ("failureLatency", "eth0", 800), ("recoveryLatency", "eth1", 2000))] + [
+    "Config: recoveryLoss of eth1 without failureLoss, ignored"])
 
 
 def summed_up(w, d):

@@ -38,6 +38,15 @@ Json::Value answerFor(Mode mode, const std::vector<WanSpec>& specs) {
             entry["monitor"]["downCount"] = specs[i].down;
             entry["monitor"]["upCount"] = specs[i].up;
         }
+        const std::pair<const char*, uint32_t> thresholds[] = {
+            {"failureLoss", specs[i].failureLoss},
+            {"recoveryLoss", specs[i].recoveryLoss},
+            {"failureLatency", specs[i].failureLatency},
+            {"recoveryLatency", specs[i].recoveryLatency}};
+        for (const auto& [key, value] : thresholds) {
+            if (value != 0)
+                entry["monitor"]["active"][key] = value;
+        }
         answer["uplinker"]["wans"].append(entry);
         Json::Value item;
         item["interface"] = specs[i].name;
@@ -51,6 +60,12 @@ Json::Value answerFor(Mode mode, const std::vector<WanSpec>& specs) {
 
 } // namespace
 
+Json::Value statusFile() {
+    Json::Value status;
+    std::ifstream(STATUS_FILE) >> status;
+    return status;
+}
+
 Engine::Engine(Mode mode, const std::vector<WanSpec>& wans, bool starts) : specs_(wans) {
     VRX::Logger::setPrintLevel(VRX::Logger::PrintLevel::TRACE_LEVEL, true);
     VRX::Logger::setup(VRX::Logger::FILE_MODE, LOG_FILE);
@@ -62,6 +77,8 @@ Engine::Engine(Mode mode, const std::vector<WanSpec>& wans, bool starts) : specs
     std::map<std::string, int> tables;
     for (size_t i = 0; i < wans.size(); ++i) {
         sim::answer("uplinker-ping", wanAddress(i, 2), wans[i].probeOk);
+        if (wans[i].sent != 0)
+            sim::measured(wanAddress(i, 2), wans[i].sent, wans[i].received, wans[i].rttMs);
         ifIndex_.push_back(static_cast<int32_t>(10 + i));
         tables[wans[i].type == WanType::Cellular ? "cellular" : wans[i].name] =
             static_cast<int>(100 + i);
@@ -133,6 +150,10 @@ void Engine::renumber(const std::string& name) {
 
 void Engine::probe(const std::string& name, bool ok) {
     sim::answer("uplinker-ping", wanAddress(indexOf(name), 2), ok);
+}
+
+void Engine::measure(const std::string& name, unsigned sent, unsigned received, double rttMs) {
+    sim::measured(wanAddress(indexOf(name), 2), sent, received, rttMs);
 }
 
 void Engine::settle() {

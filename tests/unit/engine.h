@@ -24,7 +24,15 @@ struct WanSpec {
     // The optional probe settings: further targets, reliability, down and up counts.
     std::vector<std::string> more = {};
     uint32_t reliability = 1, down = 1, up = 1;
+    // Loss (percent) and latency (ms) thresholds, failure and recovery; 0 leaves one out.
+    uint32_t failureLoss = 0, recoveryLoss = 0, failureLatency = 0, recoveryLatency = 0;
+    // With sent not 0, the report of its probe until told otherwise (see Engine::measure).
+    unsigned sent = 0, received = 0;
+    double rttMs = 0;
 };
+
+// The status file as the engine last wrote it.
+Json::Value statusFile();
 
 // IFF_UP | IFF_RUNNING | IFF_LOWER_UP, and the flags of a Wi-Fi client while it re-associates.
 constexpr unsigned RUNNING = 0x10041;
@@ -50,6 +58,8 @@ public:
     void renumber(const std::string& name);
     // The probe of the WAN succeeds or fails from now on.
     void probe(const std::string& name, bool ok);
+    // Its probe answers received of sent requests from now on, each after rttMs.
+    void measure(const std::string& name, unsigned sent, unsigned received, double rttMs);
 
     // Moves the clock on by seconds, with the decisions of a work step every second; the
     // checks a step starts finish before the next one.

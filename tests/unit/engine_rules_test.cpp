@@ -150,12 +150,6 @@ const Story STORIES[] = {
 };
 // clang-format on
 
-Json::Value statusFile() {
-    Json::Value status;
-    std::ifstream(STATUS_FILE) >> status;
-    return status;
-}
-
 // A WAN's last verdict with its target counts, and the verdicts counted toward a change.
 std::string trustShown(const Json::Value& wan) {
     const Json::Value &verdict = wan["verdict"], &pending = wan["pending"];
@@ -181,6 +175,17 @@ Act idle(int seconds) {
     return [=](Engine& e) { e.step(seconds); };
 }
 const std::vector<WanSpec> TWO = {{"eth0"}, {"eth1"}};
+// eth0 judged by loss or latency, its probe's requests all answered in 20 ms until told
+// otherwise.
+std::vector<WanSpec> judged(uint32_t failureLoss, uint32_t failureLatency) {
+    // clang-format off
+    return {{"eth0", true, true, 20, WanType::Ethernet, "192.0.2.1", true, {}, 1, 1, 1, failureLoss, 0, failureLatency, 0,
+             10, 10, 20}, {"eth1"}};
+    // clang-format on
+}
+Act measure(unsigned sent, unsigned received, double rttMs) {
+    return [=](Engine& e) { e.measure("eth0", sent, received, rttMs); };
+}
 
 // clang-format off
 const CauseRow CAUSES[] = {
@@ -193,6 +198,10 @@ const CauseRow CAUSES[] = {
     {"eth0: address removed", TWO, [](Engine& e) { e.address("eth0", false); }, 1, "eth0>eth1"},
     {"eth0: gateway removed", TWO, [](Engine& e) { e.gateway("eth0", false); }, 1, "eth0>eth1"},
     {"eth0: probe failed", {active("eth0", 20, true), {"eth1"}}, both(idle(2), probe("eth0", false)), 20, "eth0>eth1"},
+    // The window mean (here 1200.9 ms) is cut to a whole number, never rounded up past it.
+    {"eth0: loss 45 % \u2265 40 %", judged(40, 0), both(idle(2), measure(20, 11, 20)), 20, "eth0>eth1"},
+    {"eth0: latency 1200 ms \u2265 1000 ms", judged(0, 1000), both(idle(2), measure(10, 10, 2381.8)), 20, "eth0>eth1"},
+    {"eth0: probe failed", judged(40, 0), both(idle(2), measure(10, 0, 0)), 20, "eth0>eth1"},
     {"ppp0: modem disconnected", {PPP0, {"eth1"}}, both(both(cell("CONNECTED\n"), idle(2)), cell("NO SERVICE\n")), 2, "ppp0>eth1"},
     {"eth0: usable again", TWO, both(both(carrier("eth0", DOWN), idle(1)), carrier("eth0", RUNNING)), 1, "eth1>eth0"},
     {"wlan0: roaming lock ran out", {WLAN0, {"eth1"}}, carrier("wlan0", ROAMING), 30, "wlan0>eth1"},

@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <chrono>
 #include <condition_variable>
+#include <cstdio>
 #include <fstream>
 #include <map>
 #include <mutex>
@@ -110,6 +111,16 @@ void answer(const std::string& command, const std::string& key, bool ok,
             const std::string& output) {
     std::lock_guard<std::mutex> guard(gProgramsMutex);
     gAnswers[{command, key}] = {ok, output};
+}
+
+void measured(const std::string& key, unsigned sent, unsigned received, double rttMs) {
+    std::string report = "uplinker-ping: sent " + std::to_string(sent) + " received " +
+                         std::to_string(received) + " rtt_ms";
+    char rtt[32];
+    (void)snprintf(rtt, sizeof rtt, " %.3f", rttMs);
+    for (unsigned i = 0; i < received; ++i)
+        report += rtt;
+    answer("uplinker-ping", key, received > 0, "uplinker-ping: 192.0.2.1 is alive\n" + report);
 }
 
 void together(int probes) {

@@ -20,6 +20,9 @@ std::vector<std::string> takeRuns();
 // else 1; output is what it prints. Unscripted runs fail.
 void answer(const std::string& command, const std::string& key, bool ok,
             const std::string& output = "");
+// An uplinker-ping run with key among its arguments reports received of sent requests
+// answered, each after rttMs, and exits as it would then.
+void measured(const std::string& key, unsigned sent, unsigned received, double rttMs);
 // From now on a probe answers only once that many probes ran at the same time.
 void together(int probes);
 // Set to n, the n-th thread started from then on cannot be created.
