@@ -1,59 +1,43 @@
-# "echo_responder.py DELAY_FILE", run in the ISP namespace with the kernel's own echo replies
-# turned off: answers every ICMP echo request from the address it was sent to, after the delay
-# in milliseconds that DELAY_FILE holds (none while it is missing). Prints "answering" when ready.
+# "echo_responder.py MODES", run in the ISP namespace: turns the kernel's own echo replies off
+# and answers ICMP echo requests itself, late or flawed as the JSON file MODES (read for each
+# request) says: {address: [delay in s, flaw]}, "*" for any address not named; no entry, or a
+# delay of null, is no reply. A flaw ("checksum", "id" or "seq") spoils that field of the reply.
+# Prints "answering" once it listens.
 
-import heapq
-import itertools
-import select
+import json
 import socket
 import struct
 import sys
-import time
+import threading
+
+from harness import read_text
 
 
 def checksum(data):
-    data += b"\0" * (len(data) % 2)
     total = sum(struct.unpack("!%dH" % (len(data) // 2), data))
-    total = (total >> 16) + (total & 0xffff)
-    return ~(total + (total >> 16)) & 0xffff
+    while total >> 16:
+        total = (total & 0xffff) + (total >> 16)
+    return ~total & 0xffff
 
 
-def reply_to(packet):
-    # (reply with its IP header, address to send it to), or None for anything but a request.
-    ihl = (packet[0] & 0xf) * 4 if packet else 0
-    if ihl < 20 or len(packet) < ihl + 8 or packet[ihl] != 8:
-        return None
-    icmp = b"\0\0\0\0" + packet[ihl + 4:]
-    icmp = icmp[:2] + struct.pack("!H", checksum(icmp)) + icmp[4:]
-    # Addresses swapped; the kernel fills in the header's length, identification and checksum.
-    header = struct.pack("!BBHHHBBH4s4s", 0x45, 0, 0, 0, 0, 64, socket.IPPROTO_ICMP, 0,
-                         packet[16:20], packet[12:16])
-    return header + icmp, socket.inet_ntoa(packet[12:16])
+def reply(source, to, request, flaw):
+    # From a socket bound to the address asked, as the kernel would answer.
+    ident, seq = struct.unpack_from("!HH", request, 4)
+    body = struct.pack("!BBHHH", 0, 0, 0, ident ^ (flaw == "id"),
+                       (seq + 1000 * (flaw == "seq")) & 0xffff) + request[8:]
+    body = body[:2] + struct.pack("!H", checksum(body) ^ (flaw == "checksum")) + body[4:]
+    with socket.socket(socket.AF_INET, socket.SOCK_RAW, socket.IPPROTO_ICMP) as out:
+        out.bind((source, 0))
+        out.sendto(body, (to, 0))
 
 
-def delay_s(path):
-    try:
-        with open(path) as f:
-            return int(f.read()) / 1000.0
-    except (OSError, ValueError):
-        return 0.0
-
-
-def main(path):
-    listen = socket.socket(socket.AF_INET, socket.SOCK_RAW, socket.IPPROTO_ICMP)
-    send = socket.socket(socket.AF_INET, socket.SOCK_RAW, socket.IPPROTO_RAW)
-    due, order = [], itertools.count()
-    print("answering", flush=True)
-    while True:
-        wait = max(0.0, due[0][0] - time.monotonic()) if due else None
-        if select.select([listen], [], [], wait)[0]:
-            reply = reply_to(listen.recv(65535))
-            if reply:
-                heapq.heappush(due, (time.monotonic() + delay_s(path), next(order)) + reply)
-        while due and due[0][0] <= time.monotonic():
-            _, _, data, to = heapq.heappop(due)
-            send.sendto(data, (to, 0))
-
-
-if __name__ == "__main__":
-    main(sys.argv[1])
+open("/proc/sys/net/ipv4/icmp_echo_ignore_all", "w").write("1")
+sock = socket.socket(socket.AF_INET, socket.SOCK_RAW, socket.IPPROTO_ICMP)
+print("answering", flush=True)
+while True:
+    packet, (sender, _) = sock.recvfrom(2048)
+    start, target = (packet[0] & 15) * 4, socket.inet_ntoa(packet[16:20])
+    modes = json.loads(read_text(sys.argv[1]) or "{}")
+    delay, flaw = modes.get(target, modes.get("*", (None, "")))
+    if len(packet) >= start + 8 and packet[start] == 8 and delay is not None:
+        threading.Timer(delay, reply, (target, sender, packet[start:], flaw)).start()

@@ -147,18 +147,15 @@ class World:
         self.helpers.append(sock)
         return sock
 
-    def start_echo_responder(self):
-        # Echo requests in the ISP namespace answered by a process instead of the kernel, after
-        # the delay that set_echo_delay gives (none at first).
-        netsetup.run("ip", "netns", "exec", self.topo.isp, "sysctl", "-qw",
-                     "net.ipv4.icmp_echo_ignore_all=1")
-        self.spawn_in(self.topo.isp, [sys.executable, "-u", RESPONDER, self.root + "/echo-delay"],
-                      "answering")
-
-    def set_echo_delay(self, ms):
-        # Whole, so that the responder never reads a half-written number.
-        self.write(self.root + "/echo-delay.new", str(ms))
-        os.rename(self.root + "/echo-delay.new", self.root + "/echo-delay")
+    def set_echo_modes(self, modes):
+        # From the first call on, echo requests in the ISP namespace are answered by a process
+        # instead of the kernel, as modes say (see echo_responder.py); written whole, so that
+        # it never reads half of them.
+        self.write(self.root + "/echo-modes.new", json.dumps(modes))
+        os.rename(self.root + "/echo-modes.new", self.root + "/echo-modes")
+        if not hasattr(self, "responder"):
+            self.responder = self.spawn_in(self.topo.isp, [
+                sys.executable, "-u", RESPONDER, self.root + "/echo-modes"], "answering")
 
     def start_name_server(self, records):
         # dnsmasq in the ISP namespace answering {name: address}; returns its query log.

@@ -83,10 +83,10 @@ class Topology:
     def set_loss(self, name, tenths):
         # Drops the first `tenths` of every ten echo requests that come in over the WAN's ISP end:
         # an exact pattern, where this kernel has no netem.
-        drop = 'iifname "i-%s" icmp type echo-request numgen inc mod 10 < %d drop' % (name, tenths)
-        run("ip", "netns", "exec", self.isp, "nft", "add table ip loss; add chain ip loss %s "
-            "{ type filter hook input priority 0; }; flush chain ip loss %s" % (name, name)
-            + ("; add rule ip loss %s %s" % (name, drop) if tenths else ""))
+        chain = "ip loss " + name
+        run("ip", "netns", "exec", self.isp, "nft", "add table ip loss; add chain %s { type filter "
+            "hook input priority 0; }; flush chain %s; add rule %s iifname \"i-%s\" icmp type "
+            "echo-request numgen inc mod 10 < %d drop" % (chain, chain, chain, name, tenths))
 
     def default_route(self):
         # The main table's default route, one normalised line ("" if none).

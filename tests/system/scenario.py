@@ -32,14 +32,10 @@ def Scenario(name, steps, wans=("eth0", "eth1"), answer=None, args=None, setup=N
     return SimpleNamespace(**locals())
 
 
-OPTIONAL = ("hostnames", "reliability", "failureLoss", "recoveryLoss", "failureLatency",
-            "recoveryLatency")
-
-
 def answer(mode, *wans):
     # WANs in priority order, each a name or (name, {options}); the options and their defaults
-    # are below. listed=False leaves a WAN out of the inventory; the OPTIONAL keys of
-    # monitor.active are given only when named.
+    # are below. listed=False leaves a WAN out of the inventory; hostnames, reliability
+    # and the failure thresholds are given only when named.
     entries, inventory = [], []
     for n, wan in enumerate(wans):
         name, options = (wan, {}) if isinstance(wan, str) else wan
@@ -50,7 +46,8 @@ def answer(mode, *wans):
                         "monitor": {"checkInterval": o["interval"], "mode": o["monitor"],
                                     "active": {"type": o["check"], "hostname": o["host"],
                                                "icmpCount": o["count"], "tcpPort": o["port"],
-                                               **{k: o[k] for k in OPTIONAL if k in o}}}})
+                                               **{k: o[k] for k in ("hostnames", "reliability",
+                                                  "failureLoss", "failureLatency") if k in o}}}})
         if o["listed"]:
             inventory.append(dict({k: o[k] for k in ("type", "enabled", "available")},
                                   interface=name))
@@ -127,10 +124,7 @@ def run(world, sc):
     d = world.start_daemon(args=sc.args)
     # The hook calls checked so far: a step's hooks are those after them.
     d.ended, d.hooks_seen = False, 0
-    if sc.errors == ANY_ERROR:
-        world.allowed_errors = None
-    else:
-        world.allowed_errors.update(sc.errors)
+    world.allowed_errors = None if sc.errors == ANY_ERROR else world.allowed_errors | set(sc.errors)
     for n, step in enumerate(sc.steps):
         mark = len(d.messages())
         if step.do:

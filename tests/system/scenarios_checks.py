@@ -67,12 +67,11 @@ def alive(pid):
     return bool(stat) and stat.rsplit(")", 1)[1].split()[0] != "Z"
 
 
-def hung_pid(w, name="hung"):
-    text = read_text(os.path.join(w.root, name)) or ""
-    return int(text.split()[0]) if text.strip() else None
+def hung_pids(w, name="hung"):
+    return [int(p) for p in (read_text(os.path.join(w.root, name)) or "").split()]
 
 
-def hung_pids(w): return [int(p) for p in (read_text(w.root + "/hung") or "").split()]  # noqa
+def hung_pid(w, name="hung"): return (hung_pids(w, name) + [None])[0]  # noqa: E704
 def probe_hangs(w, d): return hung_pid(w) and alive(hung_pid(w))  # noqa: E704
 def hook_killed(w, d): return not alive(hung_pid(w, "hook.pid"))  # noqa: E704
 
@@ -93,25 +92,21 @@ ICMP_RUN = "eth0| Run checking active -> uplinker-ping -I 10.0.0.2 -c 1 192.0.2.
 TCP_RUN = "eth1| Run checking active -> inet-check -m active -h 192.0.2.2 -t tcp -p 8080 eth1"
 
 # Recovery left out: half of each failure threshold.
-THRESHOLDS = {"failure_loss": 40, "recovery_loss": 20, "failure_latency_ms": 300,
-              "recovery_latency_ms": 150}
+LIMITS = dict(failure_loss=40, recovery_loss=20, failure_latency_ms=300, recovery_latency_ms=150)
 
 
 def loss(tenths): return lambda w, d: w.topo.set_loss("eth0", tenths)  # noqa: E704
-def delay(ms): return lambda w, d: w.set_echo_delay(ms)  # noqa: E704
+def delay(ms): return lambda w, d: w.set_echo_modes({"*": [ms / 1000.0, ""]})  # noqa: E704
 
 
-def window(judgement, lost=(0, 100), latency=(0, 10000), cause=None):
-    # A check: eth0's judged window in the status file, its loss and mean latency within
+def window(judgement, lost=(0, 0), latency=(0, 150), cause=".*"):
+    # A check: eth0's window in the status file judged as given, its loss and mean latency in
     # [low, high], and the last switch's cause matching a pattern.
     def check(w, d):
-        s = status(w) or {}
-        q = (s.get("wans") or [{}])[0].get("quality") or {}
-        return q.get("judged") is True and q.get("judgement") == judgement and \
-            q.get("thresholds") == THRESHOLDS and \
-            lost[0] <= (q.get("loss") or 0) <= lost[1] and \
-            latency[0] <= (q.get("latency_ms") or 0) <= latency[1] and \
-            re.fullmatch(cause or ".*", (s.get("last_switch") or {}).get("cause", ""))
+        q = (status(w) or {"wans": [{}]})["wans"][0].get("quality") or {}
+        return q.get("judgement") == judgement and q["judged"] and q["thresholds"] == LIMITS \
+            and lost[0] <= q["loss"] <= lost[1] and latency[0] <= q["latency_ms"] <= latency[1] \
+            and re.fullmatch(cause, status(w)["last_switch"]["cause"])
     return check
 
 
@@ -184,18 +179,16 @@ SCENARIOS = [
     # Ten requests a check, a window of twenty; a check that loses a request waits 6 s for it.
     # A step acts when the status shows a check's result, a second before the next check.
     Scenario("a WAN that loses requests is left, held while late, taken back when prompt",
-             setup=lambda w: w.start_echo_responder(), answer=failover(active(
+             setup=lambda w: w.set_echo_modes({"*": [0, ""]}), answer=failover(active(
                  "eth0", interval=1, count=10, failureLoss=40, failureLatency=300), "eth1"),
-             steps=[
-                 Step(uplink="eth0", hooks=[UP1, UP0], check=window("good", (0, 0)), timeout=8),
+             steps=[Step(uplink="eth0", hooks=[UP1, UP0], check=window("good"), timeout=8),
                  # Nine of ten dropped: 45 % over the window after one check (more, should the
                  # rule come in after a request of that check has passed).
                  Step(loss(9), check=window("bad", (40, 90)), timeout=20),
-                 Step(steps(loss(0), delay(250)), uplink="eth1", hooks=[DOWN1],
-                      check=window("bad", cause=r"eth0: loss \d+ % ≥ 40 %")),
+                 Step(steps(loss(0), delay(250)), uplink="eth1", hooks=[DOWN1], check=window(
+                     "bad", (40, 90), cause=r"eth0: loss \d+ % ≥ 40 %")),
                  # No loss, 250 ms late: between 150 and 300 ms the judgement stays bad.
-                 Step(uplink="eth1", hooks=[], check=window("bad", (0, 0), (240, 290)),
-                      timeout=10),
-                 Step(delay(0), uplink="eth0", hooks=[UP0], timeout=8, check=window(
-                     "good", (0, 0), (0, 150), r"eth0: usable again"))]),
+                 Step(uplink="eth1", hooks=[], check=window("bad", latency=(240, 290)), timeout=10),
+                 Step(delay(0), uplink="eth0", hooks=[UP0], check=window(
+                     "good", cause="eth0: usable again"), timeout=8)]),
 ]

@@ -28,8 +28,7 @@ SCENARIOS = [
     Scenario("start-up picks the most preferred usable WAN, a carrier, address or gateway loss "
              "fails over and back; SIGHUP only logs, SIGINT ends the daemon cleanly",
              answer=failover(("eth1", {"priority": 20}), ("eth0", {"priority": 10})),
-             steps=[
-                 Step(uplink="eth0", hooks=[UP0], istate={"eth0": UP, "eth1": UP},
+             steps=[Step(uplink="eth0", hooks=[UP0], istate={"eth0": UP, "eth1": UP},
                       check=one_request, log=["INIT NETLINK COMPLETED",
                          "App::switchInet: ip route add default via 10.0.0.1 dev eth0 table main"]),
                  Step(send(signal.SIGHUP), log=["start reconfigure"], check=one_request),

@@ -68,12 +68,6 @@ def locked(w, d):
     return lock.get("wan") == "wlan0" and 25 <= lock["until"] - time.time() <= 31
 
 
-def judged():
-    a = failover(active("eth0"), "eth1")
-    a["uplinker"]["wans"][0]["monitor"]["active"].update(failureLoss=40, failureLatency=1000)
-    return a
-
-
 SCENARIOS = [
     Scenario("the status file tells the uplink since when and why; a quiet daemon rewrites "
              "nothing; it goes at stop", answer=failover("eth0", "eth1"), steps=[
@@ -99,8 +93,8 @@ SCENARIOS = [
                      r".*\(eth0: probe failed\)\nWAN .*\n"
                      r"eth0  up    10.0.0.2  10.0.0.1  down, \d+ s ago  no\n"))]),
     Scenario("a WAN judged by its loss and latency shows them; the others show none",
-             answer=judged(), steps=[
-                 Step(uplink="eth0", timeout=8, check=shows(
+             answer=failover(active("eth0", failureLoss=40, failureLatency=1000), "eth1"),
+             steps=[Step(uplink="eth0", timeout=8, check=shows(
                      {"wans.0.quality.loss": 0,
                       "wans.0.quality.thresholds.recovery_latency_ms": 500},
                      r".*\nWAN .* probe +loss +latency +usable\n"

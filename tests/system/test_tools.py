@@ -1,11 +1,9 @@
 # The probe and lookup tools, run for real from the gateway namespace against the ISP one.
 
-import json
 import os
 import re
 import shlex
 import subprocess
-import sys
 import time
 
 import pytest
@@ -34,39 +32,6 @@ def measured(out, delay, sent, received):
     return found is not None and sent in (None, int(found.group(1))) and len(times) == int(
         found.group(2)) == received and all(t >= 1000 * (delay or 0) for t in times)
 
-# The ISP's kernel stays silent (icmp_echo_ignore_all); this answers on a raw socket instead,
-# late or flawed as the destination asks. Replies leave from a socket bound to that address.
-RESPONDER = r"""
-import json, socket, struct, sys, threading
-open("/proc/sys/net/ipv4/icmp_echo_ignore_all", "w").write("1")
-MODES = json.loads(sys.argv[1])
-
-def checksum(data):
-    total = sum(struct.unpack("!%dH" % (len(data) // 2), data))
-    while total >> 16:
-        total = (total & 0xffff) + (total >> 16)
-    return ~total & 0xffff
-
-def reply(source, to, request, flaw):
-    ident, seq = struct.unpack_from("!HH", request, 4)
-    seq += 1000 * (flaw == "seq")
-    body = struct.pack("!BBHHH", 0, 0, 0, ident ^ (flaw == "id"), seq) + request[8:]
-    body = body[:2] + struct.pack("!H", checksum(body) ^ (flaw == "checksum")) + body[4:]
-    with socket.socket(socket.AF_INET, socket.SOCK_RAW, socket.IPPROTO_ICMP) as out:
-        out.bind((source, 0))
-        out.sendto(body, (to, 0))
-
-sock = socket.socket(socket.AF_INET, socket.SOCK_RAW, socket.IPPROTO_ICMP)
-open(sys.argv[2], "w").close()
-while True:
-    packet, (sender, _) = sock.recvfrom(2048)
-    start, target = (packet[0] & 15) * 4, socket.inet_ntoa(packet[16:20])
-    delay, flaw = MODES.get(target, (None, ""))
-    if packet[start] == 8 and delay is not None:
-        threading.Timer(delay, reply, (target, sender, packet[start:], flaw)).start()
-"""
-
-
 def start_tool(world, name, *args):
     return subprocess.Popen(["ip", "netns", "exec", world.topo.gw, os.path.join(TOOLS_DIR, name)]
                             + list(args), stdout=subprocess.PIPE, stderr=subprocess.PIPE,
@@ -92,10 +57,7 @@ def isp(world):
 
 
 def test_ping_counts_late_replies_and_gives_up_on_silence(isp):
-    ready = os.path.join(isp.root, "responder.ready")
-    modes = {case[0]: case[1:3] for case in PING_CASES}
-    isp.spawn_in(isp.topo.isp, [sys.executable, "-c", RESPONDER, json.dumps(modes), ready],
-                 lambda: os.path.exists(ready))
+    isp.set_echo_modes({case[0]: case[1:3] for case in PING_CASES})
     started = time.monotonic()
     # All at once: each run's own identifier and target keep the replies apart.
     runs = [(case, start_tool(isp, "uplinker-ping", "-I", SOURCE, *case[3], "--", case[0]))
