@@ -39,9 +39,13 @@ public:
 
     // Takes a collected verdict (true: up) into activeResult. A verdict against it only counts
     // toward a change, made once config.downCount (or upCount) of them came in a row; a verdict
-    // that agrees drops the count. With counts of 1 every verdict is taken at once.
-    void weighVerdict(bool verdictUp);
-    // Drops a pending count, for a caller that has just decided activeResult itself.
+    // that agrees drops the count. With counts of 1 every verdict is taken at once, and so is
+    // the first verdict after start, as there is no known result to damp yet. checked: the WAN
+    // is still checked (see pendingCount); a verdict that comes in after its checks stopped
+    // starts no count.
+    void weighVerdict(bool verdictUp, bool checked);
+    // Ends a pending count (logged), for a caller that has just decided activeResult itself
+    // or whose WAN is no longer checked.
     void clearPending();
 
     // Usable as the uplink: enabled, up, misc, address and gateway, and a positive verdict
@@ -76,9 +80,17 @@ public:
     uint32_t targetsAnswered = 0;
     uint32_t targetsProbed = 0;
     // Damping, main thread only: how many verdicts in a row have disagreed with activeResult
-    // (0: no change pending) and the way they push it (true: towards up).
+    // (0: no change pending) and the way they push it (true: towards up). A count begins with
+    // the first verdict against a known activeResult (weighVerdict). It ends with a verdict that
+    // agrees, with the change it counted toward, with the roaming lock's early unlock, and in
+    // every work step that finds the WAN no longer checked (driveActiveChecks): its link,
+    // address, gateway or modem gone, or the WAN ranked below the uplink. (A disabled WAN is
+    // never checked, and the inventory is read once, so it never counts.) An outage leaves
+    // activeResult known, so the next change needs its full count of fresh verdicts.
     uint32_t pendingCount = 0;
     bool pendingUp = false;
+    // False until the first verdict, or the roaming lock, has decided activeResult.
+    bool resultKnown = false;
 
 private:
     // Starts the thread; a WAN without one would wait for a verdict forever, so that is an error.

@@ -31,6 +31,7 @@ Json::Value answerFor(Mode mode, const std::vector<WanSpec>& specs) {
         entry["monitor"]["mode"] = specs[i].active ? "ACTIVE" : "PASSIVE";
         entry["monitor"]["active"]["hostname"] = specs[i].host;
         entry["monitor"]["active"]["icmpCount"] = 1;
+        entry["monitor"]["active"]["type"] = specs[i].tcp ? "TCP" : "ICMP";
         for (const std::string& host : specs[i].more)
             entry["monitor"]["active"]["hostnames"].append(host);
         if (specs[i].reliability != 1 || specs[i].down != 1 || specs[i].up != 1) {

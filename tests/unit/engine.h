@@ -24,6 +24,7 @@ struct WanSpec {
     // The optional probe settings: further targets, reliability, down and up counts.
     std::vector<std::string> more = {};
     uint32_t reliability = 1, down = 1, up = 1;
+    bool tcp = false;
 };
 
 // IFF_UP | IFF_RUNNING | IFF_LOWER_UP, and the flags of a Wi-Fi client while it re-associates.

@@ -69,6 +69,11 @@ const std::string UPW = "-i wlan0 -d up";
 const std::string FORGIVEN = "wlan0| Setting ActiveResult=true to suppress false negative result";
 
 // clang-format off
+const std::string COUNTED = "eth0| Active check verdict down 1/2", DROPPED = "eth0| Active check count down 1/2 dropped";
+Act addressed(bool added) { return [=](Engine& e) { e.address("eth0", added); }; }
+Act gatewayed(bool added) { return [=](Engine& e) { e.gateway("eth0", added); }; }
+Act refuse(int n) { return [=](Engine&) { sim::threadsToRefusal = n; }; } // the n-th thread from now on
+
 const Story STORIES[] = {
     {"a carrier loss fails over, its return fails back", {{"eth0"}, {"eth1"}}, {UP0},
      {{carrier("eth0", DOWN), 1, {DOWN1}}, {carrier("eth0", RUNNING), 1, {UP0}}}},
@@ -128,23 +133,45 @@ const Story STORIES[] = {
       {both(probe("eth0", true), probe("eth1", false)), 11, {UP0, "-i eth0"}, {}, {"eth1| Wan::checkDone (down)"}}}},
     {"a single enabled WAN runs in Constant mode, unprobed",
      {active("eth0", 10), {"eth1", false, false}}, {UP0}, {{NOTHING, 30, {}, {{}}}}},
-    // From the second check on, a probe answers only while all three of its check run at once.
+    // From the second check on, a probe answers only while all three of its check run at once;
+    // a target named twice is probed once.
     {"a quorum of targets, probed side by side, decides the verdict",
-     {trusted("eth0", {"192.0.2.11", "192.0.2.12"}, 2, 1, 1), {"eth1"}}, {UP1},
+     {trusted("eth0", {"192.0.2.11", "192.0.2.12", "192.0.2.11"}, 2, 1, 1), {"eth1"}}, {UP1},
      {{both([](Engine&) { sim::together(3); }, both(reply("192.0.2.1", false),
        reply("192.0.2.12", false))), 2, {UP0}, {}, {"eth0| 3/3 targets answered"}},
       {NOTHING, 20, {DOWN1}, {}, {"eth0| 1/3 targets answered"}},
       {reply("192.0.2.12", true), 10, {UP0}, {}, {"eth0| 2/3 targets answered"}}}},
+    // Counts damp changes of a known result: the first verdict after start is taken at once.
     {"verdicts against the result count toward a change; one that agrees drops the count",
      {trusted("eth0", {}, 1, 3, 2), {"eth1"}}, {UP1},
-     {{NOTHING, 11, {}, {}, {"eth0| Active check verdict up 1/2"}}, {NOTHING, 1, {UP0}},
-      {probe("eth0", false), 19, {}, {}, {"eth0| Active check verdict down 1/3"}},
+     {{NOTHING, 1, {}, {}, {"eth0| Active check verdict up taken at once, the first"}},
+      {NOTHING, 1, {UP0}}, {probe("eth0", false), 19, {}, {}, {"eth0| Active check verdict down 1/3"}},
       {probe("eth0", true), 10, {}, {}, {"eth0| Active check count down 1/3 dropped"}},
       {probe("eth0", false), 40, {}}, {NOTHING, 1, {DOWN1}}}},
     {"the early unlock drops a count", {trusted("wlan0", {}, 1, 2, 1, WanType::Wifi), {"eth1"}},
      {UP1}, {{probe("wlan0", false), 21, {UPW}, {}, {"wlan0| Active check verdict down 1/2"}},
              {carrier("wlan0", ROAMING), 2, {}}, {carrier("wlan0", RUNNING), 1, {"-i wlan0"}},
              {NOTHING, 17, {}, {}, {"wlan0| Active check verdict down 1/2"}}}},
+    // A count ends with the situation it was counted in: each return starts a new count.
+    {"a count ends with a carrier, address or gateway loss", {trusted("eth0", {}, 1, 2, 1), {"eth1"}}, {UP1},
+     {{probe("eth0", false), 21, {UP0}, {}, {COUNTED}}, {carrier("eth0", DOWN), 1, {DOWN1}, {}, {DROPPED}},
+      {carrier("eth0", RUNNING), 19, {UP0}, {}, {COUNTED}}, {addressed(false), 1, {DOWN1}, {}, {DROPPED}},
+      {addressed(true), 19, {UP0}, {}, {COUNTED}}, {gatewayed(false), 1, {DOWN1}, {}, {DROPPED}},
+      {gatewayed(true), 19, {UP0}, {}, {COUNTED}}, {NOTHING, 10, {}}, {NOTHING, 1, {DOWN1}}}},
+    // eth1 counts toward up while eth2 is the uplink, and stops being checked under eth0.
+    {"a count ends when its checks stop", {{"eth0"}, trusted("eth1", {}, 1, 1, 2), {"eth2"}}, {UP0},
+     {{both(carrier("eth0", DOWN), probe("eth1", false)), 2, {"-i eth2 -d down"}, {}, {"eth1| Wan::checkDone (down)"}},
+      {probe("eth1", true), 10, {}, {}, {"eth1| Active check verdict up 1/2"}}, {carrier("eth0", RUNNING), 1,
+      {UP0}, {}, {"eth1| Active check count up 1/2 dropped"}}, {carrier("eth0", DOWN), 1, {"-i eth2 -d down"}},
+      {NOTHING, 18, {}, {}, {"eth1| Active check verdict up 1/2"}}, {NOTHING, 1, {UP1}}}},
+    // Three targets, all answering: a probe that cannot start is no answer, neither when too
+    // few probes start for the reliability, nor when its answer would have decided.
+    {"probes that could not start give no verdict", {trusted("eth0", {"192.0.2.11", "192.0.2.12"}, 3, 1, 1),
+     {"eth1"}}, {UP1}, {{refuse(2), 22, {UP0}, {}, {"eth0| unable to start the probe thread for 192.0.2.11",
+     "eth0| Wan::checkDone (failed)"}}}},
+    {"a probe that could not start decides no verdict", {trusted("eth0", {"192.0.2.11", "192.0.2.12"}, 2, 1,
+     1), {"eth1"}}, {UP1}, {{both(refuse(3), both(reply("192.0.2.11", false), reply("192.0.2.12", false))),
+     22, {UP0}, {}, {"eth0| Wan::checkDone (failed)"}}, {NOTHING, 20, {DOWN1}}}},
     {"Constant mode never probes", {active("eth0", 10), active("eth1", 10)}, {UP0},
      {{NOTHING, 120, {}, {{}}}}, Mode::Constant},
 };
@@ -243,7 +270,7 @@ TEST(EngineRules, SwitchCauses) {
 
 TEST(EngineRules, StatusOfTrustedProbes) {
     Engine engine(Mode::Failover,
-                  {trusted("eth0", {"192.0.2.11", "192.0.2.12"}, 2, 2, 1), {"eth1"}});
+                  {trusted("eth0", {"192.0.2.11", "192.0.2.12"}, 2, 2, 2), {"eth1"}});
     // The first check ran with every target answering; the second comes 20 s later.
     reply("192.0.2.12", false)(engine);
     engine.step(21);
@@ -251,4 +278,6 @@ TEST(EngineRules, StatusOfTrustedProbes) {
     reply("192.0.2.1", false)(engine);
     engine.step(20);
     EXPECT_EQ(trustShown(statusFile()["wans"][0]), "down 1/3 down 1/2");
+    engine.step(10), reply("192.0.2.1", true)(engine), engine.step(10);
+    EXPECT_EQ(trustShown(statusFile()["wans"][0]), "up 2/3 up 1/2");
 }
