@@ -25,7 +25,6 @@ void acceptRecoveredWan(Wan& wan) {
     if (wan.config.monitorMode == MonitorMode::Active && !wan.activeResult)
         LOG_WAN(TRACE, name, "Setting ActiveResult=true to suppress false negative result");
     wan.activeResult = true;
-    wan.resultKnown = true;
     // Verdicts counted before the roam are as stale as the one forgiven here.
     wan.clearPending();
 }

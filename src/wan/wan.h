@@ -89,7 +89,7 @@ public:
     // activeResult known, so the next change needs its full count of fresh verdicts.
     uint32_t pendingCount = 0;
     bool pendingUp = false;
-    // False until the first verdict, or the roaming lock, has decided activeResult.
+    // False until the first verdict has decided activeResult.
     bool resultKnown = false;
 
 private:

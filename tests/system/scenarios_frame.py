@@ -84,7 +84,7 @@ def rich():
     wans[1]["monitor"]["active"].update(reliability=12, hostnames=[
         "192.0.2.3", "", 7, "PROBE.test", "192.0.2.3"] + ["t%d.test" % n for n in range(8)])
     wans[2]["monitor"]["active"].update(reliability=3, hostnames=["192.0.2.4"])
-    wans[7]["monitor"]["active"].update(hostname="", hostnames=["192.0.2.9"] * 2, reliability=2)
+    wans[7]["monitor"]["active"].update(hostname="", hostnames=["192.0.2.9"] * 3, reliability=2)
     a["waninfo"]["wans"].append(dict(a["waninfo"]["wans"][-3], enabled=True))
     return a
 

@@ -152,22 +152,24 @@ const Story STORIES[] = {
      {UP1}, {{probe("wlan0", false), 21, {UPW}, {}, {"wlan0| Active check verdict down 1/2"}},
              {carrier("wlan0", ROAMING), 2, {}}, {carrier("wlan0", RUNNING), 1, {"-i wlan0"}},
              {NOTHING, 17, {}, {}, {"wlan0| Active check verdict down 1/2"}}}},
-    // A count ends with the situation it was counted in: each return starts a new count.
+    // A count ends with the situation it was counted in: each return starts a new count, and a
+    // verdict collected while the checks stopped starts none.
     {"a count ends with a carrier, address or gateway loss", {trusted("eth0", {}, 1, 2, 1), {"eth1"}}, {UP1},
      {{probe("eth0", false), 21, {UP0}, {}, {COUNTED}}, {carrier("eth0", DOWN), 1, {DOWN1}, {}, {DROPPED}},
       {carrier("eth0", RUNNING), 19, {UP0}, {}, {COUNTED}}, {addressed(false), 1, {DOWN1}, {}, {DROPPED}},
-      {addressed(true), 19, {UP0}, {}, {COUNTED}}, {gatewayed(false), 1, {DOWN1}, {}, {DROPPED}},
-      {gatewayed(true), 19, {UP0}, {}, {COUNTED}}, {NOTHING, 10, {}}, {NOTHING, 1, {DOWN1}}}},
+      {addressed(true), 19, {UP0}, {}, {COUNTED}}, {NOTHING, 9, {}}, {gatewayed(false), 1, {DOWN1}, {},
+      {DROPPED, "eth0| Active check verdict down not counted, the checks stopped"}},
+      {gatewayed(true), 20, {UP0}, {}, {COUNTED}}, {NOTHING, 10, {}}, {NOTHING, 1, {DOWN1}}}},
     // eth1 counts toward up while eth2 is the uplink, and stops being checked under eth0.
     {"a count ends when its checks stop", {{"eth0"}, trusted("eth1", {}, 1, 1, 2), {"eth2"}}, {UP0},
      {{both(carrier("eth0", DOWN), probe("eth1", false)), 2, {"-i eth2 -d down"}, {}, {"eth1| Wan::checkDone (down)"}},
       {probe("eth1", true), 10, {}, {}, {"eth1| Active check verdict up 1/2"}}, {carrier("eth0", RUNNING), 1,
       {UP0}, {}, {"eth1| Active check count up 1/2 dropped"}}, {carrier("eth0", DOWN), 1, {"-i eth2 -d down"}},
       {NOTHING, 18, {}, {}, {"eth1| Active check verdict up 1/2"}}, {NOTHING, 1, {UP1}}}},
-    // Three targets, all answering: a probe that cannot start is no answer, neither when too
-    // few probes start for the reliability, nor when its answer would have decided.
+    // A probe that cannot start is no answer, neither when too few probes start for the
+    // reliability, nor when its answer would have decided.
     {"probes that could not start give no verdict", {trusted("eth0", {"192.0.2.11", "192.0.2.12"}, 3, 1, 1),
-     {"eth1"}}, {UP1}, {{refuse(2), 22, {UP0}, {}, {"eth0| unable to start the probe thread for 192.0.2.11",
+     {"eth1"}}, {UP1}, {{both(refuse(2), reply("192.0.2.12", false)), 22, {UP0}, {}, {"eth0| unable to start the probe thread for 192.0.2.11",
      "eth0| Wan::checkDone (failed)"}}}},
     {"a probe that could not start decides no verdict", {trusted("eth0", {"192.0.2.11", "192.0.2.12"}, 2, 1,
      1), {"eth1"}}, {UP1}, {{both(refuse(3), both(reply("192.0.2.11", false), reply("192.0.2.12", false))),
