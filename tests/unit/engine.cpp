@@ -95,14 +95,6 @@ int Engine::indexOf(const std::string& name) const {
     return found == specs_.end() ? 0 : static_cast<int>(found - specs_.begin());
 }
 
-void Engine::link(const std::string& name, unsigned flags) {
-    app_->handleNewLink(netlink::LinkEvent{ifIndex_[indexOf(name)], flags, name});
-}
-
-void Engine::linkGone(const std::string& name) {
-    app_->handleDelLink(netlink::LinkGoneEvent{ifIndex_[indexOf(name)]});
-}
-
 void Engine::address(const std::string& name, bool added) {
     const int i = indexOf(name);
     netlink::AddressEvent event;
@@ -126,10 +118,6 @@ void Engine::usable(const std::string& name) {
     link(name, RUNNING);
     address(name, true);
     gateway(name, true);
-}
-
-void Engine::renumber(const std::string& name) {
-    ifIndex_[indexOf(name)] += 100;
 }
 
 void Engine::probe(const std::string& name, bool ok) {

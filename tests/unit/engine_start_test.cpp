@@ -57,8 +57,7 @@ TEST(EngineStart, ProbeTargetThroughTheWansOwnNameServers) {
         sim::answer("vrx-dig", "192.0.2.55", true, "Found ipV4 192.0.2.2;touch /tmp/x\n");
         WanSpec eth0{"eth0", true};
         eth0.host = "probe.test";
-        eth0.more = c.more;
-        eth0.tcp = !c.more.empty();
+        eth0.more = c.more, eth0.tcp = !c.more.empty();
         Engine engine(Mode::Failover, {eth0, {"eth1"}});
         // Several targets are probed side by side, in no order.
         std::vector<std::string> runs = sim::takeRuns();
