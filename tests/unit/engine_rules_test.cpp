@@ -259,12 +259,12 @@ TEST(EngineRules, StatusOfTrustedProbes) {
     Engine engine(Mode::Failover,
                   {trusted("eth0", {"192.0.2.11", "192.0.2.12"}, 2, 2, 2), {"eth1"}});
     // The first check ran with every target answering; the second comes 20 s later.
-    reply("192.0.2.12", false)(engine);
-    engine.step(21);
+    reply("192.0.2.12", false)(engine), engine.step(21);
     EXPECT_EQ(trustShown(statusFile()["wans"][0]), "up 2/3  /");
-    reply("192.0.2.1", false)(engine);
-    engine.step(20);
+    reply("192.0.2.1", false)(engine), engine.step(20);
     EXPECT_EQ(trustShown(statusFile()["wans"][0]), "down 1/3 down 1/2");
-    engine.step(10), reply("192.0.2.1", true)(engine), engine.step(10);
+    engine.step(10);
+    EXPECT_EQ(trustShown(statusFile()["wans"][0]), "down 1/3  /");
+    reply("192.0.2.1", true)(engine), engine.step(10);
     EXPECT_EQ(trustShown(statusFile()["wans"][0]), "up 2/3 up 1/2");
 }
