@@ -38,8 +38,8 @@ Act cell(const std::string& text) { return [=](Engine&) { std::ofstream(CELL_STA
 Act both(Act first, Act second) { return [=](Engine& e) { first(e), second(e); }; }
 // The probe of that target succeeds or fails from now on, whichever WAN probes it.
 Act reply(const std::string& target, bool ok) { return [=](Engine&) { sim::answer("uplinker-ping", target, ok); }; }
-Act addressed(bool added) { return [=](Engine& e) { e.address("eth0", added); }; }
-Act gatewayed(bool added) { return [=](Engine& e) { e.gateway("eth0", added); }; }
+Act addressed(bool added) { return [=](Engine& e) { e.address("ppp0", added); }; }
+Act gatewayed(bool added) { return [=](Engine& e) { e.gateway("ppp0", added); }; }
 Act refuse(int n) { return [=](Engine&) { sim::threadsToRefusal = n; }; } // the n-th thread from now on
 Act idle(int seconds) { return [=](Engine& e) { e.step(seconds); }; } // work steps, within an act
 // clang-format on
@@ -62,8 +62,8 @@ const std::string UPW = "-i wlan0 -d up";
 const std::string FORGIVEN = "wlan0| Setting ActiveResult=true to suppress false negative result";
 
 // clang-format off
-const std::string COUNTED = "eth0| Active check verdict down 1/2", DROPPED = "eth0| Active check count down 1/2 dropped";
-const std::string FAILED = "eth0| Wan::checkDone (failed)", DOWN2 = "-i eth2 -d down", UP_1 = "eth1| Active check verdict up 1/2";
+const std::string COUNTED = "ppp0| Active check verdict down 1/2", DROPPED = "ppp0| Active check count down 1/2 dropped";
+const std::string UPP = "-i ppp0 -d up", FAILED = "eth0| Wan::checkDone (failed)", DOWN2 = "-i eth2 -d down", UP_1 = "eth1| Active check verdict up 1/2";
 const Names THREE = {"192.0.2.11", "192.0.2.12"}; // beside 192.0.2.1
 
 const Story STORIES[] = {
@@ -146,12 +146,13 @@ const Story STORIES[] = {
       1, {"-i wlan0"}, {}, {"wlan0| Active check count down 1/2 dropped"}}, {NOTHING, 19, {}, {}, {"wlan0| Active check verdict down 1/2"}}}},
     // A count ends with the situation it was counted in: each return starts a new count, and a
     // verdict collected while the checks stopped starts none.
-    {"a count ends with a carrier, address or gateway loss", {trusted("eth0", {}, 1, 2, 1), {"eth1"}}, {UP1},
-     {{probe("eth0", false), 21, {UP0}, {}, {COUNTED}}, {carrier("eth0", DOWN), 1, {DOWN1}, {}, {DROPPED}},
-      {carrier("eth0", RUNNING), 19, {UP0}, {}, {COUNTED}}, {addressed(false), 1, {DOWN1}, {}, {DROPPED}},
-      {addressed(true), 19, {UP0}, {}, {COUNTED}}, {NOTHING, 9, {}}, {gatewayed(false), 1, {DOWN1}, {}, {DROPPED,
-      "eth0| Active check verdict down not counted, the checks stopped"}}, {gatewayed(true), 20, {UP0}, {}, {COUNTED}},
-      {NOTHING, 10, {}}, {NOTHING, 1, {DOWN1}}}},
+    {"a count ends with a carrier, address, gateway or modem loss", {trusted("ppp0", {}, 1, 2, 1, WanType::Cellular),
+     {"eth1"}}, {UP1}, {{cell("CONNECTED\n"), 3, {UPP}}, {probe("ppp0", false), 19, {}, {}, {COUNTED}},
+      {carrier("ppp0", DOWN), 1, {DOWN1}, {}, {DROPPED}}, {carrier("ppp0", RUNNING), 19, {UPP}, {}, {COUNTED}},
+      {addressed(false), 1, {DOWN1}, {}, {DROPPED}}, {addressed(true), 19, {UPP}, {}, {COUNTED}}, {NOTHING, 19, {}},
+      {gatewayed(false), 1, {DOWN1}, {}, {DROPPED, "ppp0| Active check verdict down not counted, the checks stopped"}},
+      {gatewayed(true), 20, {UPP}, {}, {COUNTED}}, {cell("NO SERVICE\n"), 2, {DOWN1}, {}, {DROPPED}},
+      {cell("CONNECTED\n"), 18, {UPP}, {}, {COUNTED}}, {NOTHING, 20, {}}, {NOTHING, 1, {DOWN1}}}},
     // eth1 counts toward up while eth2 is the uplink, and stops being checked under eth0.
     {"a count ends when its checks stop", {{"eth0"}, trusted("eth1", {}, 1, 1, 2), {"eth2"}}, {UP0},
      {{both(carrier("eth0", DOWN), probe("eth1", false)), 2, {DOWN2}, {}, {"eth1| Wan::checkDone (down)"}},
