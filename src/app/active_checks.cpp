@@ -53,7 +53,7 @@ void logTargetCounts(const Wan& wan) {
 
 // Takes a finished verdict toward activeResult and releases the check. Returns the verdict in
 // a word, or nullptr when none was there to collect.
-const char* collectVerdict(Wan& wan, CheckState state) {
+const char* collectVerdict(Wan& wan, CheckState state, bool checked) {
     const char* name = wan.ifname.c_str();
     if (state == CheckState::SuccessUp || state == CheckState::SuccessDown) {
         const bool reached = state == CheckState::SuccessUp;
@@ -61,7 +61,7 @@ const char* collectVerdict(Wan& wan, CheckState state) {
         logTargetCounts(wan);
         const bool up = wan.judgeQuality(reached);
         wan.checkDone();
-        wan.weighVerdict(up);
+        wan.weighVerdict(up, checked);
         return up ? "up" : "down";
     }
     if (state == CheckState::Failed) {
@@ -95,10 +95,15 @@ void App::driveActiveChecks() {
             status.markDirty();
         const bool oldResult = wan.activeResult;
         const CheckState state = wan.readCheckState();
+        // A count belongs to the situation it was counted in: it ends once the WAN is no
+        // longer checked, before a verdict collected now could complete it.
+        const bool checked = wan.linkReady() && index <= limit;
+        if (!checked)
+            wan.clearPending();
         if (state == CheckState::Idle && index <= limit) {
             if (startCheckIfDue(wan))
                 status.markDirty();
-        } else if (const char* verdict = collectVerdict(wan, state)) {
+        } else if (const char* verdict = collectVerdict(wan, state, checked)) {
             status.noteVerdict(static_cast<size_t>(index), verdict, wan);
         }
         if (wan.activeResult == oldResult)

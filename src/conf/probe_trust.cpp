@@ -1,6 +1,9 @@
 #include "conf/probe_trust.h"
 
 #include <algorithm>
+#include <strings.h>
+#include <utility>
+#include <vector>
 
 #include "support/log.h"
 
@@ -24,14 +27,37 @@ void readMoreHosts(const Json::Value& hosts, WanConfig& record) {
     }
 }
 
-// hostname first, then the others, at most MAX_PROBE_TARGETS. A configuration that names
-// its targets only in hostnames has the first of them as hostname.
+bool sameHost(const std::string& a, const std::string& b) {
+    return strcasecmp(a.c_str(), b.c_str()) == 0;
+}
+
+// A target named twice would answer twice toward reliability: each is kept once, where it is
+// first named, with one warning however often it is repeated.
+void dropRepeatedTargets(WanConfig& record) {
+    std::vector<std::string> kept;
+    std::vector<std::string> warned;
+    for (const std::string& host : record.moreHosts) {
+        const auto same = [&host](const std::string& other) { return sameHost(host, other); };
+        if (!sameHost(host, record.hostname) && std::none_of(kept.begin(), kept.end(), same)) {
+            kept.push_back(host);
+        } else if (std::none_of(warned.begin(), warned.end(), same)) {
+            LOG_WARNING("Config: probe target %s of %s is named more than once, probed once",
+                        host.c_str(), record.name.c_str());
+            warned.push_back(host);
+        }
+    }
+    record.moreHosts = std::move(kept);
+}
+
+// hostname first, then the others, each once, at most MAX_PROBE_TARGETS. A configuration that
+// names its targets only in hostnames has the first of them as hostname.
 void settleTargets(WanConfig& record) {
     if (record.hostname.empty() && !record.moreHosts.empty()) {
         record.hostname = record.moreHosts.front();
         record.hostKind = hostKindOf(record.hostname);
         record.moreHosts.erase(record.moreHosts.begin());
     }
+    dropRepeatedTargets(record);
     if (record.moreHosts.size() + 1 <= MAX_PROBE_TARGETS)
         return;
     LOG_WARNING("Config: %s has more than %zu probe targets, the first %zu are used",

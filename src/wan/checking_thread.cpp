@@ -29,11 +29,17 @@ void storeVerdict(Wan& wan, CheckState verdict, uint32_t answered, uint32_t prob
     wan.probeReports = std::move(reports);
 }
 
-// Up when enough targets answered; no verdict at all when not one probe could start.
+// Up when enough targets answered, down when too few did whatever the probes that could not
+// start would have said, and no verdict at all otherwise: a probe that could not start is no
+// answer either way.
 CheckState verdictOf(const WanConfig& config, uint32_t answered, uint32_t probed) {
-    if (probed == 0)
+    const auto targets = static_cast<uint32_t>(config.moreHosts.size() + 1);
+    if (probed < config.reliability)
         return CheckState::Failed;
-    return answered >= config.reliability ? CheckState::SuccessUp : CheckState::SuccessDown;
+    if (answered >= config.reliability)
+        return CheckState::SuccessUp;
+    return answered + (targets - probed) < config.reliability ? CheckState::SuccessDown
+                                                              : CheckState::Failed;
 }
 
 // One requested check, from the snapshot to the stored verdict. No lock is held while the

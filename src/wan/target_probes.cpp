@@ -4,6 +4,8 @@
 #include <memory>
 #include <vector>
 
+#include "support/log.h"
+#include "support/text.h"
 #include "support/thread.h"
 #include "wan/checking_thread.h"
 #include "wan/probe_run.h"
@@ -52,13 +54,19 @@ void probeTargets(WanCheckingThread& self, const WanConfig& config, const std::s
     std::vector<std::string> hosts{config.hostname};
     hosts.insert(hosts.end(), config.moreHosts.begin(), config.moreHosts.end());
     std::vector<std::unique_ptr<TargetProbe>> probes;
+    std::vector<std::string> unstarted;
     for (const std::string& host : hosts) {
         auto probe = std::make_unique<TargetProbe>(self, config, localAddress, host);
         probe->start();
         // A target whose thread could not start is left out, counted neither way.
         if (probe->isRunning())
             probes.push_back(std::move(probe));
+        else
+            unstarted.push_back(host);
     }
+    if (!unstarted.empty())
+        LOG_WAN(ERROR, config.name, "unable to start the probe thread for %s",
+                VRX::Text::join(unstarted, ' ').c_str());
     const auto pending = [&probes] {
         for (const auto& probe : probes) {
             if (!probe->done())

@@ -14,6 +14,7 @@ class WanCheckingThread;
 // Probes hostname and every one of config.moreHosts side by side, as a check of one target
 // probes it, and returns once all have ended or self has been asked to stop (which ends them
 // all). answered: targets that answered; probed: targets whose probe could start; reports:
-// what each of those measured.
+// what each of those measured. A target whose probe could not start is logged at ERROR, once
+// for the check.
 void probeTargets(WanCheckingThread& self, const WanConfig& config, const std::string& localAddress,
                   uint32_t& answered, uint32_t& probed, std::vector<ProbeReport>& reports);

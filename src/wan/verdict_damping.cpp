@@ -1,5 +1,7 @@
 // Damping of active verdicts: one lost reply must not move the uplink, and with it every NAT
 // session, away and straight back.
+#include <utility>
+
 #include "support/log.h"
 #include "wan/wan.h"
 
@@ -11,18 +13,31 @@ const char* directionText(bool up) {
 
 } // namespace
 
-void Wan::weighVerdict(bool verdictUp) {
+void Wan::weighVerdict(bool verdictUp, bool checked) {
+    const uint32_t needed = verdictUp ? config.upCount : config.downCount;
+    const bool known = std::exchange(resultKnown, true);
     if (verdictUp == activeResult) {
         clearPending();
+        return;
+    }
+    // Counts damp changes of a known result; the first verdict makes it known.
+    if (!known || needed == 1) {
+        if (needed > 1)
+            LOG_WAN(TRACE, ifname, "Active check verdict %s taken at once, the first",
+                    directionText(verdictUp));
+        activeResult = verdictUp;
+        return;
+    }
+    if (!checked) {
+        LOG_WAN(TRACE, ifname, "Active check verdict %s not counted, the checks stopped",
+                directionText(verdictUp));
         return;
     }
     // Every pending verdict disagreed with activeResult, so a count only ever goes one way.
     pendingUp = verdictUp;
     ++pendingCount;
-    const uint32_t needed = verdictUp ? config.upCount : config.downCount;
-    if (needed > 1)
-        LOG_WAN(TRACE, ifname, "Active check verdict %s %u/%u", directionText(verdictUp),
-                pendingCount, needed);
+    LOG_WAN(TRACE, ifname, "Active check verdict %s %u/%u", directionText(verdictUp), pendingCount,
+            needed);
     if (pendingCount < needed)
         return;
     pendingCount = 0;

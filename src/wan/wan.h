@@ -42,9 +42,13 @@ public:
 
     // Takes a collected verdict (true: up) into activeResult. A verdict against it only counts
     // toward a change, made once config.downCount (or upCount) of them came in a row; a verdict
-    // that agrees drops the count. With counts of 1 every verdict is taken at once.
-    void weighVerdict(bool verdictUp);
-    // Drops a pending count, for a caller that has just decided activeResult itself.
+    // that agrees drops the count. With counts of 1 every verdict is taken at once, and so is
+    // the first verdict after start, as there is no known result to damp yet. checked: the WAN
+    // is still checked (see pendingCount); a verdict that comes in after its checks stopped
+    // starts no count.
+    void weighVerdict(bool verdictUp, bool checked);
+    // Ends a pending count (logged), for a caller that has just decided activeResult itself
+    // or whose WAN is no longer checked.
     void clearPending();
 
     // A collected check's verdict (reached: enough targets answered) once its probes' loss and
@@ -91,13 +95,21 @@ public:
     // What each probe of the last check measured, stored and read like the counts above.
     std::vector<ProbeReport> probeReports;
     // Damping, main thread only: how many verdicts in a row have disagreed with activeResult
-    // (0: no change pending) and the way they push it (true: towards up).
+    // (0: no change pending) and the way they push it (true: towards up). A count begins with
+    // the first verdict against a known activeResult (weighVerdict). It ends with a verdict that
+    // agrees, with the change it counted toward, with the roaming lock's early unlock, and in
+    // every work step that finds the WAN no longer checked (driveActiveChecks): its link,
+    // address, gateway or modem gone, or the WAN ranked below the uplink. (A disabled WAN is
+    // never checked, and the inventory is read once, so it never counts.) An outage leaves
+    // activeResult known, so the next change needs its full count of fresh verdicts.
     uint32_t pendingCount = 0;
     bool pendingUp = false;
     // Loss and latency, main thread only; checkEpoch is the quality's epoch when the running
     // check began, so that a check begun before a change of situation brings nothing into it.
     LinkQuality quality;
     unsigned checkEpoch = 0;
+    // False until the first verdict has decided activeResult.
+    bool resultKnown = false;
 
 private:
     // Starts the thread; a WAN without one would wait for a verdict forever, so that is an error.

@@ -75,17 +75,19 @@ def rich():
                  ("lte0", dict(priority=50, type="LTE", count=255)), ("eth3", {"priority": 60}))
     del a["uplinker"]["wans"][-1]["monitor"]
     # The optional probe settings, repaired: not a list, not a number, entries that are no
-    # host, too many targets, counts and a reliability out of range; a target only in the list.
+    # host, targets named twice, too many targets, counts and a reliability out of range (of
+    # eight, two and one targets); a target only in the list.
     wans = a["uplinker"]["wans"]
     wans[0]["monitor"].update(downCount=3, upCount=2)
     wans[0]["monitor"]["active"].update(hostnames="192.0.2.3", reliability="2")
     wans[1]["monitor"].update(downCount=0, upCount=101)
-    wans[1]["monitor"]["active"].update(reliability=12, hostnames=["192.0.2.3", "", 7] + [
-        "t%d.test" % n for n in range(8)])
-    wans[7]["monitor"]["active"].update(hostname="", hostnames=["192.0.2.9"])
     # Thresholds repaired: out of range, no number, a recovery alone or above its failure.
     wans[0]["monitor"]["active"].update(failureLoss=150, recoveryLoss="a", failureLatency=800.7)
     wans[1]["monitor"]["active"].update(recoveryLoss=5, failureLatency=2000, recoveryLatency=3000)
+    wans[1]["monitor"]["active"].update(reliability=12, hostnames=[
+        "192.0.2.3", "", 7, "PROBE.test", "192.0.2.3"] + ["t%d.test" % n for n in range(8)])
+    wans[2]["monitor"]["active"].update(reliability=3, hostnames=["192.0.2.4"])
+    wans[7]["monitor"]["active"].update(hostname="", hostnames=["192.0.2.9"] * 3, reliability=2)
     a["waninfo"]["wans"].append(dict(a["waninfo"]["wans"][-3], enabled=True))
     return a
 
@@ -108,6 +110,7 @@ SUMMARY = summary(
     "t4.test t5.test], Reliability [8/8], Down/Up [1/100]",
     "  ETHERNET: [eth1 ] - Loss [off], Latency [2000/2000 ms]",
     ("PPP", "ppp0", "enabled", "10/3", "Passive", "Icmp", 25, 0, 1, "ipv4: 192.0.2.1"),
+    "  PPP     : [ppp0 ] - Targets [192.0.2.1 192.0.2.4], Reliability [2/2], Down/Up [1/1]",
     ("ETHERNET", "eth2", "disabled", "40/1", "Passive", "Icmp", 2, 4464, 1, "ipv4: 192.0.2.1"),
     ("Unknown", "lte0", "enabled", "50/1", "Passive", "Icmp", 2, 0, 255, "ipv4: 192.0.2.9"),
     ("ETHERNET", "eth3", "enabled", "60/1", "Passive", "Icmp", 60, 0, 4, "fqdn: "))
@@ -122,10 +125,13 @@ WARNINGS = sorted(["Config: invalid check interval value"] * 2 + [
     "Config: hostnames of eth0 is not a list, ignored",
     "Config: eth1 has more than 8 probe targets, the first 8 are used"] + [
     "Config: hostnames[%d] of eth1 is not a host, ignored" % n for n in (1, 2)] + [
+    "Config: probe target %s of %s is named more than once, probed once" % r for r in (
+        ("PROBE.test", "eth1"), ("192.0.2.3", "eth1"), ("192.0.2.9", "lte0"))] + [
     "Config: invalid %s value for %s, using %s" % r for r in (
         ("reliability", "eth0", 1), ("reliability", "eth1", 8), ("downCount", "eth1", 1),
         ("upCount", "eth1", 100), ("failureLoss", "eth0", 100), ("recoveryLoss", "eth0", 50),
-        ("failureLatency", "eth0", 800), ("recoveryLatency", "eth1", 2000))] + [
+        ("failureLatency", "eth0", 800), ("recoveryLatency", "eth1", 2000),
+        ("reliability", "ppp0", 2), ("reliability", "lte0", 1))] + [
     "Config: recoveryLoss of eth1 without failureLoss, ignored"])
 
 

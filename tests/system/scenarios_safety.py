@@ -146,6 +146,11 @@ SCENARIOS = [
     stop_while_slow("a stop as a slow deletion begins still adds the route current_wan names", "ip",
                     "1.8 route del\n0.5 dev eth1", route="default via 10.0.1.1 dev eth1",
                     check=lambda w, d: w.current_wan() == "eth1\n"),
+    # A hung addition runs to its own bound, not to the stop's.
+    stop_while_slow("a hung addition after a slow deletion is cut by its own 10 s bound", "ip",
+                    "1.8 route del\n30 route add", timeout=14, log=[
+                        "command timed out after 10 seconds and was killed: ip route add default "
+                        "via 10.0.1.1 dev eth1 table main"]),
     # The mkdir outlasts the stop's grace period: the switch does not begin.
     stop_while_slow("no switch begins once a stop's grace period is over", "mkdir", "3 istate",
                     uplink="eth0"),

@@ -31,6 +31,7 @@ Json::Value answerFor(Mode mode, const std::vector<WanSpec>& specs) {
         entry["monitor"]["mode"] = specs[i].active ? "ACTIVE" : "PASSIVE";
         entry["monitor"]["active"]["hostname"] = specs[i].host;
         entry["monitor"]["active"]["icmpCount"] = 1;
+        entry["monitor"]["active"]["type"] = specs[i].tcp ? "TCP" : "ICMP";
         for (const std::string& host : specs[i].more)
             entry["monitor"]["active"]["hostnames"].append(host);
         if (specs[i].reliability != 1 || specs[i].down != 1 || specs[i].up != 1) {
@@ -111,14 +112,6 @@ int Engine::indexOf(const std::string& name) const {
     return found == specs_.end() ? 0 : static_cast<int>(found - specs_.begin());
 }
 
-void Engine::link(const std::string& name, unsigned flags) {
-    app_->handleNewLink(netlink::LinkEvent{ifIndex_[indexOf(name)], flags, name});
-}
-
-void Engine::linkGone(const std::string& name) {
-    app_->handleDelLink(netlink::LinkGoneEvent{ifIndex_[indexOf(name)]});
-}
-
 void Engine::address(const std::string& name, bool added) {
     const int i = indexOf(name);
     netlink::AddressEvent event;
@@ -142,10 +135,6 @@ void Engine::usable(const std::string& name) {
     link(name, RUNNING);
     address(name, true);
     gateway(name, true);
-}
-
-void Engine::renumber(const std::string& name) {
-    ifIndex_[indexOf(name)] += 100;
 }
 
 void Engine::probe(const std::string& name, bool ok) {

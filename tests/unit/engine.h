@@ -29,6 +29,7 @@ struct WanSpec {
     // With sent not 0, the report of its probe until told otherwise (see Engine::measure).
     unsigned sent = 0, received = 0;
     double rttMs = 0;
+    bool tcp = false;
 };
 
 // The status file as the engine last wrote it.
@@ -48,14 +49,16 @@ public:
     ~Engine();
 
     // Kernel events about one WAN, by name.
-    void link(const std::string& name, unsigned flags);
-    void linkGone(const std::string& name);
+    void link(const std::string& name, unsigned flags) {
+        app_->handleNewLink(netlink::LinkEvent{ifIndex_[indexOf(name)], flags, name});
+    }
+    void linkGone(const std::string& name) { app_->handleDelLink({ifIndex_[indexOf(name)]}); }
     void address(const std::string& name, bool added);
     void gateway(const std::string& name, bool added);
     // Link, address and gateway at once.
     void usable(const std::string& name);
     // The interface of that name gets another index, as a modem link does on every dial.
-    void renumber(const std::string& name);
+    void renumber(const std::string& name) { ifIndex_[indexOf(name)] += 100; }
     // The probe of the WAN succeeds or fails from now on.
     void probe(const std::string& name, bool ok);
     // Its probe answers received of sent requests from now on, each after rttMs.

@@ -31,25 +31,18 @@ struct Story {
     Mode mode = Mode::Failover;
 };
 
-Act carrier(const std::string& name, unsigned flags) {
-    return [=](Engine& e) { e.link(name, flags); };
-}
-Act probe(const std::string& name, bool ok) {
-    return [=](Engine& e) { e.probe(name, ok); };
-}
-Act cell(const std::string& text) {
-    return [=](Engine&) { std::ofstream(CELL_STATUS_FILE) << text; };
-}
-Act both(Act first, Act second) {
-    return [=](Engine& e) {
-        first(e);
-        second(e);
-    };
-}
+// clang-format off
+Act carrier(const std::string& name, unsigned flags) { return [=](Engine& e) { e.link(name, flags); }; }
+Act probe(const std::string& name, bool ok) { return [=](Engine& e) { e.probe(name, ok); }; }
+Act cell(const std::string& text) { return [=](Engine&) { std::ofstream(CELL_STATUS_FILE) << text; }; }
+Act both(Act first, Act second) { return [=](Engine& e) { first(e), second(e); }; }
 // The probe of that target succeeds or fails from now on, whichever WAN probes it.
-Act reply(const std::string& target, bool ok) {
-    return [=](Engine&) { sim::answer("uplinker-ping", target, ok); };
-}
+Act reply(const std::string& target, bool ok) { return [=](Engine&) { sim::answer("uplinker-ping", target, ok); }; }
+Act addressed(bool added) { return [=](Engine& e) { e.address("ppp0", added); }; }
+Act gatewayed(bool added) { return [=](Engine& e) { e.gateway("ppp0", added); }; }
+Act refuse(int n) { return [=](Engine&) { sim::threadsToRefusal = n; }; } // the n-th thread from now on
+Act idle(int seconds) { return [=](Engine& e) { e.step(seconds); }; } // work steps, within an act
+// clang-format on
 const Act NOTHING = [](Engine&) {};
 
 WanSpec active(const std::string& name, uint32_t interval, bool ok = false,
@@ -69,6 +62,10 @@ const std::string UPW = "-i wlan0 -d up";
 const std::string FORGIVEN = "wlan0| Setting ActiveResult=true to suppress false negative result";
 
 // clang-format off
+const std::string COUNTED = "ppp0| Active check verdict down 1/2", DROPPED = "ppp0| Active check count down 1/2 dropped";
+const std::string UPP = "-i ppp0 -d up", FAILED = "eth0| Wan::checkDone (failed)", DOWN2 = "-i eth2 -d down", UP_1 = "eth1| Active check verdict up 1/2";
+const Names THREE = {"192.0.2.11", "192.0.2.12"}; // beside 192.0.2.1
+
 const Story STORIES[] = {
     {"a carrier loss fails over, its return fails back", {{"eth0"}, {"eth1"}}, {UP0},
      {{carrier("eth0", DOWN), 1, {DOWN1}}, {carrier("eth0", RUNNING), 1, {UP0}}}},
@@ -128,23 +125,45 @@ const Story STORIES[] = {
       {both(probe("eth0", true), probe("eth1", false)), 11, {UP0, "-i eth0"}, {}, {"eth1| Wan::checkDone (down)"}}}},
     {"a single enabled WAN runs in Constant mode, unprobed",
      {active("eth0", 10), {"eth1", false, false}}, {UP0}, {{NOTHING, 30, {}, {{}}}}},
-    // From the second check on, a probe answers only while all three of its check run at once.
+    // From the second check on, a probe answers only while all three of its check run at once;
+    // a target named twice is probed once.
     {"a quorum of targets, probed side by side, decides the verdict",
-     {trusted("eth0", {"192.0.2.11", "192.0.2.12"}, 2, 1, 1), {"eth1"}}, {UP1},
+     {trusted("eth0", {"192.0.2.11", "192.0.2.12", "192.0.2.11"}, 2, 1, 1), {"eth1"}}, {UP1},
      {{both([](Engine&) { sim::together(3); }, both(reply("192.0.2.1", false),
        reply("192.0.2.12", false))), 2, {UP0}, {}, {"eth0| 3/3 targets answered"}},
       {NOTHING, 20, {DOWN1}, {}, {"eth0| 1/3 targets answered"}},
       {reply("192.0.2.12", true), 10, {UP0}, {}, {"eth0| 2/3 targets answered"}}}},
+    // Counts damp changes of a known result: the first verdict after start is taken at once.
     {"verdicts against the result count toward a change; one that agrees drops the count",
      {trusted("eth0", {}, 1, 3, 2), {"eth1"}}, {UP1},
-     {{NOTHING, 11, {}, {}, {"eth0| Active check verdict up 1/2"}}, {NOTHING, 1, {UP0}},
-      {probe("eth0", false), 19, {}, {}, {"eth0| Active check verdict down 1/3"}},
+     {{NOTHING, 1, {}, {}, {"eth0| Active check verdict up taken at once, the first"}},
+      {NOTHING, 1, {UP0}}, {probe("eth0", false), 19, {}, {}, {"eth0| Active check verdict down 1/3"}},
       {probe("eth0", true), 10, {}, {}, {"eth0| Active check count down 1/3 dropped"}},
       {probe("eth0", false), 40, {}}, {NOTHING, 1, {DOWN1}}}},
-    {"the early unlock drops a count", {trusted("wlan0", {}, 1, 2, 1, WanType::Wifi), {"eth1"}},
-     {UP1}, {{probe("wlan0", false), 21, {UPW}, {}, {"wlan0| Active check verdict down 1/2"}},
-             {carrier("wlan0", ROAMING), 2, {}}, {carrier("wlan0", RUNNING), 1, {"-i wlan0"}},
-             {NOTHING, 17, {}, {}, {"wlan0| Active check verdict down 1/2"}}}},
+    // A dormant roam that keeps RUNNING leaves the link up: only the early unlock drops the count.
+    {"the early unlock drops a count", {trusted("wlan0", {}, 1, 2, 1, WanType::Wifi), {"eth1"}}, {UP1},
+     {{probe("wlan0", false), 21, {UPW}, {}, {"wlan0| Active check verdict down 1/2"}}, {carrier("wlan0", 0x20041),
+      1, {"-i wlan0"}, {}, {"wlan0| Active check count down 1/2 dropped"}}, {NOTHING, 19, {}, {}, {"wlan0| Active check verdict down 1/2"}}}},
+    // A count ends with the situation it was counted in: each return starts a new count, and a
+    // verdict collected while the checks stopped starts none.
+    {"a count ends with a carrier, address, gateway or modem loss", {trusted("ppp0", {}, 1, 2, 1, WanType::Cellular),
+     {"eth1"}}, {UP1}, {{cell("CONNECTED\n"), 3, {UPP}}, {probe("ppp0", false), 19, {}, {}, {COUNTED}},
+      {carrier("ppp0", DOWN), 1, {DOWN1}, {}, {DROPPED}}, {carrier("ppp0", RUNNING), 19, {UPP}, {}, {COUNTED}},
+      {addressed(false), 1, {DOWN1}, {}, {DROPPED}}, {addressed(true), 19, {UPP}, {}, {COUNTED}}, {NOTHING, 19, {}},
+      {gatewayed(false), 1, {DOWN1}, {}, {DROPPED, "ppp0| Active check verdict down not counted, the checks stopped"}},
+      {gatewayed(true), 20, {UPP}, {}, {COUNTED}}, {cell("NO SERVICE\n"), 2, {DOWN1}, {}, {DROPPED}},
+      {cell("CONNECTED\n"), 18, {UPP}, {}, {COUNTED}}, {NOTHING, 20, {}}, {NOTHING, 1, {DOWN1}}}},
+    // eth1 counts toward up while eth2 is the uplink, and stops being checked under eth0.
+    {"a count ends when its checks stop", {{"eth0"}, trusted("eth1", {}, 1, 1, 2), {"eth2"}}, {UP0},
+     {{both(carrier("eth0", DOWN), probe("eth1", false)), 2, {DOWN2}, {}, {"eth1| Wan::checkDone (down)"}},
+      {probe("eth1", true), 10, {}, {}, {UP_1}}, {carrier("eth0", RUNNING), 1, {UP0}, {}, {"eth1| Active check count up 1/2 "
+      "dropped"}}, {carrier("eth0", DOWN), 1, {DOWN2}}, {NOTHING, 18, {}, {}, {UP_1}}, {NOTHING, 1, {UP1}}}},
+    // A probe that cannot start is no answer, neither when too few probes start for the
+    // reliability, nor when its answer would have decided.
+    {"probes that could not start give no verdict", {trusted("eth0", THREE, 3, 1, 1), {"eth1"}}, {UP1}, {{both(refuse(2),
+     reply("192.0.2.12", false)), 22, {UP0}, {}, {"eth0| unable to start the probe thread for 192.0.2.11", FAILED}}}},
+    {"a probe that could not start decides no verdict", {trusted("eth0", THREE, 2, 1, 1), {"eth1"}}, {UP1}, {{both(refuse(3),
+     both(reply("192.0.2.11", false), reply("192.0.2.12", false))), 22, {UP0}, {}, {FAILED}}, {NOTHING, 20, {DOWN1}}}},
     {"Constant mode never probes", {active("eth0", 10), active("eth1", 10)}, {UP0},
      {{NOTHING, 120, {}, {{}}}}, Mode::Constant},
 };
@@ -170,10 +189,6 @@ struct CauseRow {
     int ago = 0;
 };
 
-// Work steps for that many seconds, within an act.
-Act idle(int seconds) {
-    return [=](Engine& e) { e.step(seconds); };
-}
 const std::vector<WanSpec> TWO = {{"eth0"}, {"eth1"}};
 // eth0 judged by loss or latency, its probe's requests all answered in 20 ms until told
 // otherwise.
@@ -252,12 +267,14 @@ TEST(EngineRules, SwitchCauses) {
 
 TEST(EngineRules, StatusOfTrustedProbes) {
     Engine engine(Mode::Failover,
-                  {trusted("eth0", {"192.0.2.11", "192.0.2.12"}, 2, 2, 1), {"eth1"}});
+                  {trusted("eth0", {"192.0.2.11", "192.0.2.12"}, 2, 2, 2), {"eth1"}});
     // The first check ran with every target answering; the second comes 20 s later.
-    reply("192.0.2.12", false)(engine);
-    engine.step(21);
+    reply("192.0.2.12", false)(engine), engine.step(21);
     EXPECT_EQ(trustShown(statusFile()["wans"][0]), "up 2/3  /");
-    reply("192.0.2.1", false)(engine);
-    engine.step(20);
+    reply("192.0.2.1", false)(engine), engine.step(20);
     EXPECT_EQ(trustShown(statusFile()["wans"][0]), "down 1/3 down 1/2");
+    engine.step(10);
+    EXPECT_EQ(trustShown(statusFile()["wans"][0]), "down 1/3  /");
+    reply("192.0.2.1", true)(engine), engine.step(10);
+    EXPECT_EQ(trustShown(statusFile()["wans"][0]), "up 2/3 up 1/2");
 }

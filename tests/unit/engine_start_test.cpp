@@ -1,5 +1,6 @@
 // Start-up and name servers on the simulated world: the commands of the first switch, and
 // the probe target resolved through a WAN's own servers.
+#include <algorithm>
 #include <fstream>
 
 #include "engine.h"
@@ -34,14 +35,20 @@ TEST(EngineStart, ProbeTargetThroughTheWansOwnNameServers) {
     const struct {
         const char* servers;
         std::vector<std::string> runs;
+        std::vector<std::string> more = {};
     } cases[] = {
         {"search x\nnameserver 192.0.2.53\nnameserver 192.0.2.54\n",
-         {dig + "192.0.2.53 probe.test", dig + "192.0.2.54 probe.test",
-          "uplinker-ping -I 10.0.0.2 -c 1 192.0.2.7"}},
+         {"uplinker-ping -I 10.0.0.2 -c 1 192.0.2.7", dig + "192.0.2.53 probe.test",
+          dig + "192.0.2.54 probe.test"}},
         // Only an address counts, not a command line that starts with one.
         {"nameserver 192.0.2.55\n",
-         {dig + "192.0.2.55 probe.test", "uplinker-ping -I 10.0.0.2 -c 1 probe.test"}},
+         {"uplinker-ping -I 10.0.0.2 -c 1 probe.test", dig + "192.0.2.55 probe.test"}},
         {"", {"uplinker-ping -I 10.0.0.2 -c 1 probe.test"}},
+        // A TCP check of several targets probes each, every name through the WAN's servers.
+        {"nameserver 192.0.2.54\n",
+         {"inet-check -m active -h 192.0.2.7 -t tcp -p 0 eth0",
+          "inet-check -m active -h 192.0.2.8 -t tcp -p 0 eth0", dig + "192.0.2.54 probe.test"},
+         {"192.0.2.8"}},
     };
     for (const auto& c : cases) {
         std::ofstream("/var/run/resolv_eth0.conf") << c.servers;
@@ -50,8 +57,12 @@ TEST(EngineStart, ProbeTargetThroughTheWansOwnNameServers) {
         sim::answer("vrx-dig", "192.0.2.55", true, "Found ipV4 192.0.2.2;touch /tmp/x\n");
         WanSpec eth0{"eth0", true};
         eth0.host = "probe.test";
+        eth0.more = c.more, eth0.tcp = !c.more.empty();
         Engine engine(Mode::Failover, {eth0, {"eth1"}});
-        EXPECT_EQ(sim::takeRuns(), c.runs) << c.servers;
+        // Several targets are probed side by side, in no order.
+        std::vector<std::string> runs = sim::takeRuns();
+        std::sort(runs.begin(), runs.end());
+        EXPECT_EQ(runs, c.runs) << c.servers;
     }
 }
 
