@@ -50,7 +50,7 @@ const Family FAMILIES[MetricCount] = {
     {"uplinker_switches_total", "counter",
      "Moves of the uplink since the daemon started, its first choice included, by reason."},
     {"uplinker_last_switch_timestamp_seconds", "gauge",
-     "When the uplink last moved, in seconds since the epoch."},
+     "When the uplink was last chosen, in seconds since the epoch."},
     {"uplinker_wan_loss_ratio", "gauge",
      "Share of the WAN's probe requests in its window that went unanswered."},
     {"uplinker_wan_latency_seconds", "gauge",
