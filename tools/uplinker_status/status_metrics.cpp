@@ -240,7 +240,7 @@ bool statusMetrics(const Json::Value& status, std::string& out) {
     add(samples, BuildInfo, labels({{"version", UPLINKER_VERSION}}), "1");
     wanSeries(fields, status, samples);
     switchSeries(fields, status, samples);
-    out = fields.ok() ? exposition(samples) : "";
+    out = exposition(samples);
     return fields.ok();
 }
 

@@ -12,8 +12,8 @@ namespace tools {
 // What a daemon that does not run is: nothing but that.
 std::string stoppedMetrics();
 
-// The series of a running daemon's status. False, with out left empty, when a field has the
-// wrong type or one the series need is missing.
+// The series of a running daemon's status. False when a field has the wrong type or one the
+// series need is missing: out is then no status to show.
 bool statusMetrics(const Json::Value& status, std::string& out);
 
 } // namespace tools
