@@ -11,10 +11,14 @@ include(GNUInstallDirs)
 set(UPLINKER_PACKAGING_DIR ${CMAKE_SOURCE_DIR}/packaging)
 set(UPLINKER_GENERATED_DIR ${CMAKE_BINARY_DIR}/packaging)
 
-# The service files name the daemon by its installed path.
+# The service files name the daemon, and the metrics service the status tool, by the installed
+# path.
 set(UPLINKER_DAEMON_PATH ${CMAKE_INSTALL_FULL_SBINDIR}/uplinker)
+set(UPLINKER_STATUS_PATH ${CMAKE_INSTALL_FULL_BINDIR}/uplinker-status)
 configure_file(${UPLINKER_PACKAGING_DIR}/systemd/uplinker.service.in
                ${UPLINKER_GENERATED_DIR}/uplinker.service @ONLY)
+configure_file(${UPLINKER_PACKAGING_DIR}/systemd/uplinker-metrics.service.in
+               ${UPLINKER_GENERATED_DIR}/uplinker-metrics.service @ONLY)
 configure_file(${UPLINKER_PACKAGING_DIR}/init.d/uplinker.in
                ${UPLINKER_GENERATED_DIR}/init.d/uplinker @ONLY
                FILE_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE
@@ -27,6 +31,10 @@ install(TARGETS uplinker RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR})
 install(FILES ${UPLINKER_PACKAGING_DIR}/uplinker.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8)
 install(FILES ${UPLINKER_PACKAGING_DIR}/uplinker-status.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
 install(FILES ${UPLINKER_GENERATED_DIR}/uplinker.service DESTINATION lib/systemd/system)
+# Installed, not enabled: an operator who runs node_exporter enables the timer.
+install(FILES ${UPLINKER_GENERATED_DIR}/uplinker-metrics.service
+              ${UPLINKER_PACKAGING_DIR}/systemd/uplinker-metrics.timer
+        DESTINATION lib/systemd/system)
 
 # These live where the daemon and the init system look, whatever the prefix.
 install(PROGRAMS ${UPLINKER_GENERATED_DIR}/init.d/uplinker DESTINATION /etc/init.d)

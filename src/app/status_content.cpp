@@ -69,7 +69,16 @@ Json::Value qualityStatus(const Wan& wan) {
     return out;
 }
 
-Json::Value wanStatus(const Wan& wan, const StatusReport::Verdict& verdict) {
+Json::Value verdictCounts(const StatusReport::VerdictCounts& counts) {
+    Json::Value out;
+    out["up"] = Json::UInt64{counts.up};
+    out["down"] = Json::UInt64{counts.down};
+    out["failed"] = Json::UInt64{counts.failed};
+    return out;
+}
+
+Json::Value wanStatus(const Wan& wan, const StatusReport& status, size_t index) {
+    const StatusReport::Verdict verdict = status.verdict(index);
     Json::Value out;
     out["name"] = wan.ifname;
     out["type"] = wanTypeName(wan.config.type);
@@ -84,6 +93,7 @@ Json::Value wanStatus(const Wan& wan, const StatusReport::Verdict& verdict) {
         out["active_result"] = wan.activeResult;
         out["check"] = checkStateName(wan.readCheckState());
         out["verdict"] = verdictStatus(verdict);
+        out["verdicts"] = verdictCounts(status.verdictCounts(index));
         if (wan.config.upCount > 1 || wan.config.downCount > 1)
             out["pending"] = pendingStatus(wan);
         if (wan.config.quality.any())
@@ -121,8 +131,11 @@ void App::publishStatus() {
     }
     root["wans"] = Json::arrayValue;
     for (size_t index = 0; index < wans.size(); ++index)
-        root["wans"].append(wanStatus(wans[index], status.verdict(index)));
+        root["wans"].append(wanStatus(wans[index], status, index));
     root["last_switch"] = switchStatus(status.lastSwitch());
+    root["switches"] = Json::objectValue;
+    for (const auto& [reason, count] : status.switchCounts())
+        root["switches"][reason] = Json::UInt64{count};
     Json::StreamWriterBuilder builder;
     builder["indentation"] = " ";
     // Loss and latency, the only fractions in the file, to a tenth.

@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "app/switch_reason.h"
 #include "support/clock.h"
 #include "support/log.h"
 #include "support/paths.h"
@@ -47,21 +48,35 @@ bool replaceFile(const std::string& text) {
     return false;
 }
 
+// The count a verdict adds to: collecting one gives "up", "down" or "failed".
+uint64_t& countOf(StatusReport::VerdictCounts& tally, const char* result) {
+    if (strcmp(result, "up") == 0)
+        return tally.up;
+    if (strcmp(result, "down") == 0)
+        return tally.down;
+    return tally.failed;
+}
+
 } // namespace
 
 void StatusReport::requestedBy(const std::string& name, const char* what) {
     cause = name + ": " + what;
+    reason = switchReason(what);
 }
 
 void StatusReport::noteSwitch(const Wan* from, const Wan* to) {
     last = Switch{from != nullptr ? from->ifname : "", to != nullptr ? to->ifname : "", cause,
                   realtimeMs() / 1000, true};
+    ++switches[reason];
     dirty = true;
 }
 
 void StatusReport::noteVerdict(size_t index, const char* result, const Wan& wan) {
-    if (verdicts.size() <= index)
+    if (verdicts.size() <= index) {
         verdicts.resize(index + 1);
+        tallies.resize(index + 1);
+    }
+    ++countOf(tallies[index], result);
     Verdict& verdict = verdicts[index];
     verdict = Verdict{result, realtimeMs() / 1000};
     verdict.counted = !wan.config.moreHosts.empty();
@@ -72,6 +87,10 @@ void StatusReport::noteVerdict(size_t index, const char* result, const Wan& wan)
 
 StatusReport::Verdict StatusReport::verdict(size_t index) const {
     return index < verdicts.size() ? verdicts[index] : Verdict{};
+}
+
+StatusReport::VerdictCounts StatusReport::verdictCounts(size_t index) const {
+    return index < tallies.size() ? tallies[index] : VerdictCounts{};
 }
 
 void StatusReport::publish(const std::string& text) {

@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -31,17 +32,27 @@ public:
         int64_t time = 0;
         bool made = false;
     };
+    // A WAN's verdicts since the start, by result.
+    struct VerdictCounts {
+        uint64_t up = 0;
+        uint64_t down = 0;
+        uint64_t failed = 0;
+    };
 
     // Something the file shows may have changed: the next publish rebuilds it.
     void markDirty() { dirty = true; }
     bool due() const { return dirty; }
     // The event that asked for the next choice of uplink: "name: what happened".
     void requestedBy(const std::string& name, const char* what);
-    // The uplink moved, or was first applied, under the cause last requested.
+    // The uplink moved, or was first applied, under the cause last requested; it is counted
+    // under that cause's reason.
     void noteSwitch(const Wan* from, const Wan* to);
     const Switch& lastSwitch() const { return last; }
+    // The moves since the start by reason, only the reasons met so far.
+    const std::map<std::string, uint64_t>& switchCounts() const { return switches; }
     void noteVerdict(size_t index, const char* result, const Wan& wan);
     Verdict verdict(size_t index) const;
+    VerdictCounts verdictCounts(size_t index) const;
     // Replaces the file with text unless that is what it holds already.
     void publish(const std::string& text);
     // At stop the file goes: a status file without a daemon would claim decisions nobody makes.
@@ -53,7 +64,10 @@ public:
 private:
     bool dirty = false;
     std::string cause = "start";
+    std::string reason = "start";
     Switch last;
+    std::map<std::string, uint64_t> switches;
     std::vector<Verdict> verdicts;
+    std::vector<VerdictCounts> tallies;
     std::string written;
 };

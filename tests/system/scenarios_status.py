@@ -8,6 +8,8 @@ import signal
 import subprocess
 import time
 
+from prometheus_client.parser import text_string_to_metric_families
+
 import netsetup
 from conftest import TOOLS_DIR
 from harness import read_text
@@ -32,17 +34,29 @@ def tool(w, *args):
     return res.returncode, res.stdout
 
 
-def shows(fields, table=""):
-    # A check: the file holds fields ({"a.0.b": value} walks objects and lists), and the tool
-    # exits 0 with a table that the pattern table matches from its start.
+def series(w):
+    # {'name{label=value,...}': value} of the tool's Prometheus output as the reference parser
+    # reads it, names without "uplinker_"; {} unless it exits 0 with a type for every family.
+    code, out = tool(w, "--prometheus")
+    families = list(text_string_to_metric_families(out))
+    ok = code == 0 and all(f.type != "unknown" for f in families)
+    return {s.name[9:] + "{%s}" % ",".join("%s=%s" % kv for kv in s.labels.items()): s.value
+            for f in families for s in f.samples if ok}
+
+
+def shows(fields, table="", metrics=None):
+    # A check: the file holds fields ({"a.0.b": value} walks objects and lists), the tool
+    # exits 0 with a table that the pattern table matches from its start, and its series
+    # hold metrics ({series: value}).
     def check(w, d):
         def at(value, key):
             for part in key.split("."):
                 value = value[int(part)] if isinstance(value, list) else (value or {}).get(part)
             return value
-        code, out = tool(w)
+        code, out, got = *tool(w), series(w)
         return code == 0 and re.match(table, out) and all(
-            at(status(w), k) == v for k, v in fields.items())
+            at(status(w), k) == v for k, v in fields.items()) and all(
+            got.get(k) == v for k, v in (metrics or {}).items())
     return check
 
 
@@ -73,25 +87,30 @@ SCENARIOS = [
              "nothing; it goes at stop", answer=failover("eth0", "eth1"), steps=[
                  Step(uplink="eth0", check=shows({"current": "eth0", "last_switch.from": "",
                                                   "last_switch.cause": "start",
-                                                  "wans.1.usable": True})),
+                                                  "wans.1.usable": True}, "", {
+                     "running{}": 1, "wan_current{wan=eth0}": 1, "wan_current{wan=eth1}": 0,
+                     "switches_total{reason=start}": 1, "switches_total{reason=carrier lost}": 0})),
                  Step(carrier("eth0", False), uplink="eth1", check=shows(
                      {"last_switch.from": "eth0", "wans.0.link": False},
                      r"uplinker: Failover, uplink eth1 since \d\d:\d\d:\d\d \(eth0: carrier lost\)"
                      "\nWAN   link  address   gateway   probe    usable\n"
                      "eth0  down  10.0.0.2  10.0.0.1  passive  no\n"
-                     "eth1  up    10.0.1.2  10.0.1.1  passive  yes\n$")),
+                     "eth1  up    10.0.1.2  10.0.1.1  passive  yes\n$", {"wan_current{wan=eth1}": 1,
+                         "wan_link{wan=eth0}": 0, "switches_total{reason=carrier lost}": 1})),
                  Step(quiet, log=[NUDGED], timeout=6, check=lambda w, d:
                       time.monotonic() - w.quiet[0] >= 3 and stamp(w) == w.quiet[1]),
                  Step(check=lambda w, d: tool(w, "--json") == (0, read_text(w.run_dir + STATUS))),
                  Step(send(signal.SIGTERM), exit=0, check=lambda w, d: not status(w)
-                      and tool(w) == (3, "uplinker: not running\n"))]),
+                      and tool(w) == (3, "uplinker: not running\n")
+                      and series(w) == {"running{}": 0})]),
     Scenario("a failed probe is the cause, with the verdict and its time",
              answer=failover(active("eth0"), "eth1"), steps=[
                  Step(uplink="eth0", timeout=8, check=shows({"wans.0.verdict.result": "up"})),
                  Step(target(netsetup.TARGET, False), uplink="eth1", timeout=15, check=shows(
                      {"wans.0.active_result": False},
                      r".*\(eth0: probe failed\)\nWAN .*\n"
-                     r"eth0  up    10.0.0.2  10.0.0.1  down, \d+ s ago  no\n"))]),
+                     r"eth0  up    10.0.0.2  10.0.0.1  down, \d+ s ago  no\n", {
+                         "wan_verdicts_total{wan=eth0,result=down}": 1}))]),
     Scenario("a WAN judged by its loss and latency shows them; the others show none",
              answer=failover(active("eth0", failureLoss=40, failureLatency=1000), "eth1"),
              steps=[Step(uplink="eth0", timeout=8, check=shows(
@@ -106,11 +125,14 @@ SCENARIOS = [
                  Step(operstate("wlan0", "dormant"), log=[LOCKING], check=locked),
                  Step(check=shows({}, r".*\nroaming lock on wlan0 until \d\d:\d\d:\d\d\n"))]),
     Scenario("planted links are replaced, not followed; an odd name stays one string; a "
-             "garbled file cannot be read", setup=plant,
+             "garbled file, or one with a field of the wrong type, cannot be read", setup=plant,
              answer=failover("eth0", (ODD, {"type": "LTE"})), steps=[
                  Step(uplink="eth0", check=lambda w, d: read_text(w.root + "/victim") ==
                       "precious\n" and oct(os.lstat(w.run_dir + STATUS).st_mode) == "0o100644"),
                  Step(check=shows({"wans.1.name": ODD},
                                   r'(.*\n){3}o"dd\\x5c\\x01  down +passive +no\n')),
-                 Step(write("uplinker/status.json", "{"), check=lambda w, d: tool(w)[0] == 4)]),
+                 Step(write("uplinker/status.json", "{"), check=lambda w, d: tool(w)[0] == 4
+                      and tool(w, "--prometheus") == (4, "")),
+                 Step(write("uplinker/status.json", '{"current": 1}'),
+                      check=lambda w, d: tool(w, "--prometheus") == (4, ""))]),
 ]

@@ -262,6 +262,8 @@ TEST(EngineRules, SwitchCauses) {
         EXPECT_EQ(last["cause"].asString(), row.cause);
         EXPECT_EQ(last["from"].asString() + ">" + last["to"].asString(), row.move);
         EXPECT_EQ(last["time"].asInt64(), realtimeMs() / 1000 - row.ago);
+        const std::string cause = row.cause; // counted once, under the cause without the name
+        EXPECT_EQ(statusFile()["switches"][cause.substr(cause.find(' ') + 1)].asInt(), 1);
     }
 }
 
@@ -277,4 +279,21 @@ TEST(EngineRules, StatusOfTrustedProbes) {
     EXPECT_EQ(trustShown(statusFile()["wans"][0]), "down 1/3  /");
     reply("192.0.2.1", true)(engine), engine.step(10);
     EXPECT_EQ(trustShown(statusFile()["wans"][0]), "up 2/3 up 1/2");
+}
+
+// The counters on their own: verdicts by result, and the reason a move is counted under for a
+// measured threshold's cause (by its word) and for one unknown.
+TEST(EngineRules, StatusCounters) {
+    StatusReport report;
+    Wan wan{WanConfig{}};
+    for (const char* result : {"failed", "down", "failed", "up", "failed"})
+        report.noteVerdict(1, result, wan);
+    const auto [up, down, failed] = report.verdictCounts(1);
+    EXPECT_EQ(std::vector<uint64_t>({up, down, failed}), std::vector<uint64_t>({1, 1, 3}));
+    for (const char* what : {"loss 45 % ≥ 40 %", "latency 1200 ms ≥ 1000 ms", "lossy", "new"}) {
+        report.requestedBy("eth0", what);
+        report.noteSwitch(&wan, nullptr);
+    }
+    EXPECT_EQ(report.switchCounts(),
+              (std::map<std::string, uint64_t>{{"latency", 1}, {"loss", 1}, {"other", 2}}));
 }

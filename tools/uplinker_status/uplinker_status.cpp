@@ -1,6 +1,6 @@
 // uplinker-status: what the daemon decided and why, read from its status file: a table for a
-// person, or the file as it is for a script. It needs no privileges and never takes the
-// daemon's instance lock.
+// person, the file as it is for a script, or series for a monitoring system. It needs no privileges
+// and never takes the daemon's instance lock.
 #include <cstdio>
 #include <ctime>
 #include <fstream>
@@ -8,6 +8,7 @@
 
 #include "common/tool_main.h"
 #include "main/instance_lock.h"
+#include "status_metrics.h"
 #include "status_table.h"
 #include "support/paths.h"
 
@@ -15,10 +16,14 @@ namespace {
 
 const char* const kProgram = "uplinker-status";
 const char* const kUsage =
-    "usage: uplinker-status [--json]\n"
+    "usage: uplinker-status [--json | --prometheus]\n"
     "  Shows the uplink the daemon chose, since when and why, and the state of each WAN, from\n"
-    "  /var/run/uplinker/status.json; --json prints that file as it is.\n"
-    "  Exits 0 while the daemon runs, 3 when it does not, 4 when its status cannot be read.\n";
+    "  /var/run/uplinker/status.json; --json prints that file as it is, --prometheus its\n"
+    "  series in Prometheus's text format.\n"
+    "  Exits 0 while the daemon runs, 3 when it does not, 4 when its status cannot be read;\n"
+    "  --prometheus exits 0 for a daemon that does not run, which it shows as such.\n";
+
+enum class Form { Table, Json, Prometheus };
 
 // The exit statuses of an init script's "status" action.
 enum { ExitNotRunning = 3, ExitUnreadable = 4 };
@@ -53,22 +58,37 @@ bool readStatus(std::string& text, Json::Value& status) {
     return Json::parseFromStream(builder, input, &status, &errors) && status.isObject();
 }
 
-int run(bool json) {
+// The status in the form asked for; empty when a field has the wrong type.
+std::string shownStatus(Form form, const std::string& text, const Json::Value& status) {
+    std::string shown;
+    try {
+        if (form == Form::Json)
+            shown = text;
+        else if (form == Form::Table)
+            shown = tools::statusTable(status, static_cast<int64_t>(time(nullptr)));
+        else if (!tools::statusMetrics(status, shown))
+            shown.clear();
+    } catch (const Json::Exception&) {
+        shown.clear();
+    }
+    return shown;
+}
+
+int run(Form form) {
     std::string text;
     Json::Value status;
     const bool readable = readStatus(text, status);
     if (!daemonRunning()) {
-        if (!json)
+        // A timer that writes the series to a file keeps it current through a stop.
+        if (form == Form::Prometheus) {
+            (void)std::fputs(tools::stoppedMetrics().c_str(), stdout);
+            return tools::ExitOk;
+        }
+        if (form == Form::Table)
             (void)std::fputs("uplinker: not running\n", stdout);
         return ExitNotRunning;
     }
-    std::string shown = text;
-    try {
-        if (readable && !json)
-            shown = tools::statusTable(status, static_cast<int64_t>(time(nullptr)));
-    } catch (const Json::Exception&) {
-        shown.clear();
-    }
+    const std::string shown = readable ? shownStatus(form, text, status) : "";
     if (!readable || shown.empty()) {
         tools::complain(kProgram, std::string("cannot read ") + STATUS_FILE);
         return ExitUnreadable;
@@ -80,7 +100,8 @@ int run(bool json) {
 } // namespace
 
 int main(int argc, char** argv) {
-    static const std::vector<tools::OptionSpec> specs = {{"", "json", false}, {"h", "help", false}};
+    static const std::vector<tools::OptionSpec> specs = {
+        {"", "json", false}, {"", "prometheus", false}, {"h", "help", false}};
     tools::ScannedArgs scanned;
     std::string error;
     tools::ParseStatus parsed = tools::ParseStatus::Ok;
@@ -90,8 +111,15 @@ int main(int argc, char** argv) {
         parsed = tools::ParseStatus::Help;
     } else if (!scanned.positionals.empty()) {
         parsed = tools::ParseStatus::Error;
-        error = "no arguments besides --json are taken";
+        error = "no arguments besides --json or --prometheus are taken";
+    } else if (scanned.options.size() > 1) {
+        parsed = tools::ParseStatus::Error;
+        error = "--json and --prometheus exclude each other";
     }
     const int exitStatus = tools::finishParse(parsed, kProgram, kUsage, error);
-    return exitStatus >= 0 ? exitStatus : run(scanned.options.count("json") != 0);
+    if (exitStatus >= 0)
+        return exitStatus;
+    return run(scanned.options.count("json") != 0         ? Form::Json
+               : scanned.options.count("prometheus") != 0 ? Form::Prometheus
+                                                          : Form::Table);
 }
