@@ -94,6 +94,8 @@ public:
     Mode operatingMode() const { return mode; }
     Indices indices() const;
     const std::deque<Wan>& wanTable() const { return wans; }
+    // How many times the status file's content was built: what a burst of events costs.
+    uint64_t statusBuilds() const { return builds; }
 
 private:
     // initStage: the start-up dump awaited (links, then addresses, then routes), then complete.
@@ -171,4 +173,5 @@ private:
     StatusReport status;
     // The state publishStatus compares, kept to reuse its storage.
     std::vector<int64_t> shown;
+    uint64_t builds = 0;
 };

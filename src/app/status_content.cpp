@@ -98,6 +98,7 @@ void App::publishStatus() {
 
 void App::writeStatus(const char* phase) {
     const bool decided = std::string(phase) == "running";
+    ++builds;
     Json::Value root;
     root["phase"] = phase;
     root["pid"] = Json::Int64{status.writerPid()};
