@@ -127,6 +127,8 @@ server.serve_forever()"""
 
 
 def held_service(w):
+    # Held from the start too: the first file goes into a /run without the daemon's directory.
+    w.write(w.root + "/hold", "")
     w.write(w.stub_dir + "/api", json.dumps(failover("eth0", "eth1")))
     w.spawn_in(w.topo.gw, [sys.executable, "-c", HELD_SERVICE, w.stub_dir, w.root + "/hold"],
                "Serving HTTP")
@@ -137,6 +139,7 @@ def second_start(w, d):
     w.start_daemon()
 
 
+def release(w, d): os.unlink(w.root + "/hold")  # noqa: E704
 def first(w): return w.daemons[0]  # noqa: E704
 def second(w): return w.daemons[1]  # noqa: E704
 
@@ -201,14 +204,16 @@ SCENARIOS = [
     Scenario("a dead daemon's file is not taken for a live one's, however the lock's name is "
              "spoofed; a new instance shows it is starting until its configuration comes",
              answer=None, setup=held_service, steps=[
-                 Step(uplink="eth0", check=written_by(first, "running")),
+                 Step(check=lambda w, d: written_by(first, "starting")(w, d) and tool(w) == (
+                     0, "uplinker: starting, no decisions yet\n")),
+                 Step(release, uplink="eth0", check=written_by(first, "running")),
                  Step(steps(send(signal.SIGKILL), spoof(EXACT), spoof(SIMILAR)), exit=-9,
                       check=lambda w, d: tool(w) == NOT_RUNNING and status(w)["wans"]),
                  Step(forge, check=lambda w, d: tool(w) == NOT_RUNNING),
                  Step(second_start, check=lambda w, d: written_by(second, "starting")(w, d) and
                       status(w)["wans"] == [] and status(w)["current"] == "" and tool(w) == (
                           0, "uplinker: starting, no decisions yet\n")),
-                 Step(lambda w, d: os.unlink(w.root + "/hold"), uplink="eth0", check=lambda w, d:
+                 Step(release, uplink="eth0", check=lambda w, d:
                       written_by(second, "running")(w, d) and tool(w)[0] == 0)]),
     Scenario("a directory at a state file's path is removed when empty, else warned about once",
              answer=failover("eth0", "eth1"), setup=plant_directories, steps=[
