@@ -1,6 +1,7 @@
 // The status file and the tool's table: what costs a rebuild of the file, its times in
 // wall-clock seconds, its replacement in one step, and the table read against a given clock.
 #include <atomic>
+#include <cctype>
 #include <cstdlib>
 #include <ctime>
 #include <fstream>
@@ -97,36 +98,6 @@ const TableRow TABLES[] = {
      "eth1  down                      passive                             disabled\n"},
     {"still starting", [](Json::Value& v) { v["phase"] = "starting"; },
      "uplinker: starting, no decisions yet\n"},
-    {"wans a number", [](Json::Value& v) { v["wans"] = 5; }, nullptr},
-    {"wans an object", [](Json::Value& v) { v["wans"] = Json::objectValue; }, nullptr},
-    {"no wans", [](Json::Value& v) { v.removeMember("wans"); }, nullptr},
-    {"pid as text", [](Json::Value& v) { v["pid"] = "4242"; }, nullptr},
-    {"start time negative", [](Json::Value& v) { v["start_time"] = -1; }, nullptr},
-    {"phase a number", [](Json::Value& v) { v["phase"] = 1; }, nullptr},
-    {"mode a list", [](Json::Value& v) { v["mode"] = Json::arrayValue; }, nullptr},
-    {"current missing", [](Json::Value& v) { v.removeMember("current"); }, nullptr},
-    {"lock a number", [](Json::Value& v) { v["lock"] = 1; }, nullptr},
-    {"lock until as text", [](Json::Value& v) { v["lock"]["until"] = "soon"; }, nullptr},
-    {"switch time as text", [](Json::Value& v) { v["last_switch"]["time"] = "x"; }, nullptr},
-    {"switch cause missing", [](Json::Value& v) { v["last_switch"].removeMember("cause"); }, nullptr},
-    {"a WAN a string", [](Json::Value& v) { v["wans"][1] = "eth1"; }, nullptr},
-    {"link as text", [](Json::Value& v) { v["wans"][1]["link"] = "up"; }, nullptr},
-    {"modem a number", [](Json::Value& v) { v["wans"][1]["modem"] = 1; }, nullptr},
-    {"name a number", [](Json::Value& v) { v["wans"][1]["name"] = 7; }, nullptr},
-    {"usable missing", [](Json::Value& v) { v["wans"][1].removeMember("usable"); }, nullptr},
-    {"enabled as text", [](Json::Value& v) { v["wans"][1]["enabled"] = "yes"; }, nullptr},
-    {"address a number", [](Json::Value& v) { v["wans"][1]["address"] = 1; }, nullptr},
-    {"gateway missing", [](Json::Value& v) { v["wans"][1].removeMember("gateway"); }, nullptr},
-    {"monitor missing", [](Json::Value& v) { v["wans"][1].removeMember("monitor"); }, nullptr},
-    {"check missing", [](Json::Value& v) { v["wans"][0].removeMember("check"); }, nullptr},
-    {"verdict time as text", [](Json::Value& v) { v["wans"][0]["verdict"]["time"] = "x"; }, nullptr},
-    {"verdict result missing", [](Json::Value& v) { v["wans"][0]["verdict"].removeMember("result"); }, nullptr},
-    {"answered negative", [](Json::Value& v) { v["wans"][0]["verdict"]["answered"] = -2; }, nullptr},
-    {"probed as text", [](Json::Value& v) { v["wans"][0]["verdict"]["probed"] = "3"; }, nullptr},
-    {"verdict a list", [](Json::Value& v) { v["wans"][0]["verdict"] = Json::arrayValue; }, nullptr},
-    {"pending count as text", [](Json::Value& v) { v["wans"][0]["pending"]["count"] = "1"; }, nullptr},
-    {"pending needed missing", [](Json::Value& v) { v["wans"][0]["pending"].removeMember("needed"); }, nullptr},
-    {"pending toward a bool", [](Json::Value& v) { v["wans"][0]["pending"]["toward"] = true; }, nullptr},
 };
 // clang-format on
 
@@ -181,6 +152,34 @@ TEST(Status, ReplacedInOneStep) {
     EXPECT_EQ(broken.load(), 0) << "of " << reads.load() << " reads";
 }
 
+// Fields of the wrong type, each alone: "path=JSON" sets one (list items by number), "path="
+// removes it. Every one makes the file unreadable.
+// clang-format off
+const char* const REFUSED[] = {
+    "wans=5", "wans={}", "wans=", "pid=\"4242\"", "start_time=-1", "phase=1", "mode=[]", "current=",
+    "lock=1", "lock.until=\"soon\"", "last_switch.time=\"x\"", "last_switch.cause=",
+    "wans.1=\"eth1\"", "wans.1.link=\"up\"", "wans.1.modem=1", "wans.1.name=7", "wans.1.usable=",
+    "wans.1.enabled=\"yes\"", "wans.1.address=1", "wans.1.gateway=", "wans.1.monitor=",
+    "wans.0.check=", "wans.0.verdict.time=\"x\"", "wans.0.verdict.result=",
+    "wans.0.verdict.answered=-2", "wans.0.verdict.probed=\"3\"", "wans.0.verdict=[]",
+    "wans.0.pending.count=\"1\"", "wans.0.pending.needed=", "wans.0.pending.toward=true"};
+// clang-format on
+
+void edit(Json::Value& value, const std::string& change) {
+    const size_t equals = change.find('='), dot = change.rfind('.', equals);
+    Json::Value* parent = &value;
+    std::istringstream path(change.substr(0, dot == std::string::npos ? 0 : dot));
+    for (std::string key; dot != std::string::npos && std::getline(path, key, '.');)
+        parent = isdigit(key[0]) ? &(*parent)[std::stoi(key)] : &(*parent)[key];
+    const std::string key = change.substr(dot == std::string::npos ? 0 : dot + 1,
+                                          equals - (dot == std::string::npos ? 0 : dot + 1));
+    Json::Value& field = isdigit(key[0]) ? (*parent)[std::stoi(key)] : (*parent)[key];
+    if (equals + 1 == change.size() && parent->isObject())
+        parent->removeMember(key);
+    else
+        std::istringstream(change.substr(equals + 1)) >> field;
+}
+
 TEST(StatusTool, TableAgainstAGivenClock) {
     (void)setenv("TZ", "UTC", 1);
     tzset();
@@ -194,5 +193,10 @@ TEST(StatusTool, TableAgainstAGivenClock) {
         if (row.table != nullptr) {
             EXPECT_EQ(tools::statusTable(status, 1700000000), row.table);
         }
+    }
+    for (const char* change : REFUSED) {
+        Json::Value status = written;
+        edit(status, change);
+        EXPECT_FALSE(tools::wellFormed(status)) << change;
     }
 }
