@@ -11,7 +11,7 @@ import time
 
 import netsetup
 from conftest import TOOLS_DIR
-from harness import read_text, wait_for
+from harness import read_text
 from scenario import NUDGED, Scenario, Step, active, carrier, failover, nudge, operstate, send, \
     steps, target, write
 from scenarios_engine import LOCKING, ROAMING_ROW
