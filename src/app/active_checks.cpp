@@ -22,11 +22,10 @@ bool intervalElapsed(int32_t lastCheckTime, uint32_t interval) {
 
 // Starts a check on an idle WAN whose interval has run out; a WAN without internet is checked
 // at the short interval so that it can come back quickly, and so is one whose verdicts are
-// being counted toward a change, so that the change is confirmed quickly. True when one was
-// started.
-bool startCheckIfDue(Wan& wan) {
+// being counted toward a change, so that the change is confirmed quickly.
+void startCheckIfDue(Wan& wan) {
     if (!wan.linkReady())
-        return false;
+        return;
     const int32_t last = readLastCheckTime(wan);
     const bool hurried = !wan.inet() || wan.pendingCount > 0;
     if (hurried && intervalElapsed(last, wan.config.shortCheckInterval)) {
@@ -35,10 +34,7 @@ bool startCheckIfDue(Wan& wan) {
     } else if (intervalElapsed(last, wan.config.checkInterval)) {
         LOG_WAN(TRACE, wan.ifname, "Wan::checkActivate");
         wan.checkActivate();
-    } else {
-        return false;
     }
-    return true;
 }
 
 // A WAN with several targets says how many of them answered.
@@ -101,8 +97,7 @@ void App::driveActiveChecks() {
         if (!checked)
             wan.clearPending();
         if (state == CheckState::Idle && index <= limit) {
-            if (startCheckIfDue(wan))
-                status.markDirty();
+            startCheckIfDue(wan);
         } else if (const char* verdict = collectVerdict(wan, state, checked)) {
             status.noteVerdict(static_cast<size_t>(index), verdict, wan);
         }

@@ -28,6 +28,7 @@ void App::handleAddress(const netlink::AddressEvent& event) {
     for (const uint32_t address : event.locals) {
         if (event.added) {
             wan.address.store(address);
+            noteSeen(wan, STAGE_ADDRESSES);
             LOG_WAN(TRACE, name, "Address changed to %s", dottedQuad(address).c_str());
             if (wan.inet())
                 processInetUp(wan.ifname);

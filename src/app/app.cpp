@@ -18,6 +18,9 @@ App::~App() {
 
 bool App::init() {
     LOG_TRACE("App::init");
+    // A file a dead instance left would show its decisions as current while this one waits up
+    // to 10 s for its configuration.
+    writeStatus("starting");
     if (!initWans(Conf::inst()))
         return false;
     LOG_DEBUG("INIT NETLINK STARTED");

@@ -94,6 +94,8 @@ public:
     Mode operatingMode() const { return mode; }
     Indices indices() const;
     const std::deque<Wan>& wanTable() const { return wans; }
+    // How many times the status file's content was built: what a burst of events costs.
+    uint64_t statusBuilds() const { return builds; }
 
 private:
     // initStage: the start-up dump awaited (links, then addresses, then routes), then complete.
@@ -105,6 +107,16 @@ private:
     // Pieces of the work step, in their order.
     void netlinkReadMessages();
     bool netlinkListItems(uint16_t type);
+    // After a receive overrun: the start-up dumps again, once any dump under way has ended.
+    void readStateAgain();
+    void restartDumps();
+    // While reading again: a WAN's link (address, gateway) was in the dump of that stage; at
+    // its end, each WAN whose own was not is taken to have lost it.
+    void noteSeen(const Wan& wan, int stage);
+    void dropUnseen(int stage);
+    void loseUnseen(Wan& wan, const char* why);
+    // Once read again, the uplink is chosen from the top, as at start.
+    void chooseAfterReading();
     void enforceRoamingLock();
     void applyRequests();
     void pollCellularStatus();
@@ -113,8 +125,7 @@ private:
     std::deque<Wan>::iterator findWanByName(const std::string& name);
     // The enabled WAN an event of that kind about ifIndex concerns; nullptr (logged) for an
     // event about any other interface. A negative index (a route without an output interface)
-    // is never taken for a WAN whose link has not been seen yet, although both carry -1. An
-    // event about a WAN marks the status for a rebuild.
+    // is never taken for a WAN whose link has not been seen yet, although both carry -1.
     Wan* wanOfEvent(const char* kind, int32_t ifIndex);
     // Asks the work step for a new choice of uplink, on account of the named WAN.
     void requestSearch(const std::string& name, const char* why);
@@ -129,13 +140,21 @@ private:
     void switchInet();
     void writeCurrentWan(const std::string& name);
     void writeInterfaceState(const std::string& name, bool up);
-    // Rebuilds the status file's content when something shown may have changed, and replaces
-    // the file when the content differs.
+    // Rebuilds the status file's content when something shown has changed, and replaces the
+    // file when the content differs.
     void publishStatus();
+    // Builds the status file's content for phase ("starting": no configuration yet, nothing
+    // decided; "running") and replaces the file when the content differs.
+    void writeStatus(const char* phase);
 
     netlink::Socket socket;
     bool running = true;
     int initStage = 0;
+    // Reading the state again after an overrun, and an overrun that came during a dump.
+    bool rereading = false;
+    bool restartAsked = false;
+    // Per WAN, the stages whose dump has shown its link, address or gateway (bit 1 << stage).
+    std::vector<uint8_t> seenInDump;
     uint32_t nextSeq = 1;
     uint32_t dumpSeq = 0;
     Mode mode = Mode::Constant;
@@ -152,4 +171,7 @@ private:
     bool refreshInet = false;
     int dumpVerbosity;
     StatusReport status;
+    // The state publishStatus compares, kept to reuse its storage.
+    std::vector<int64_t> shown;
+    uint64_t builds = 0;
 };

@@ -29,7 +29,6 @@ void App::pollCellularStatus() {
         return;
     LOG_WAN(TRACE, CELLULAR_WAN, "Cellular connectivity status changed to %s", boolText(connected));
     it->misc = connected;
-    status.markDirty();
     if (!connected)
         processInetDown(CELLULAR_WAN, "modem disconnected");
     else if (it->inet())

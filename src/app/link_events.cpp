@@ -65,8 +65,8 @@ void App::handleNewLink(const netlink::LinkEvent& event) {
         LOG_WAN(TRACE, name, "RTM_NEWLINK: index(%d) skipping as not wan interface", event.ifIndex);
         return;
     }
-    status.markDirty();
     logLinkFlags(event);
+    noteSeen(*wan, STAGE_LINKS);
     if (name == ROAMING_WAN && wan->up && roaming(event.flags)) {
         logRoamingBanner(name.c_str());
         lockRoamingWan(name.c_str());

@@ -19,12 +19,44 @@ bool App::openNetlink() {
 
 bool App::netlinkListItems(uint16_t type) {
     LOG_TRACE("App::netlinkListItems(type->%hu)", type);
+    seenInDump.assign(wans.size(), 0);
     dumpSeq = nextSeq++;
     return socket.requestDump(type, dumpSeq);
 }
 
 void App::netlinkReadMessages() {
-    if (!socket.receive(*this))
+    switch (socket.receive(*this)) {
+    case netlink::Socket::Received::Datagram:
+        break;
+    case netlink::Socket::Received::Overrun:
+        readStateAgain();
+        break;
+    case netlink::Socket::Received::Failed:
+        LOG_ERROR("netlink receive failed: %s", strerror(errno)); // NOLINT(concurrency-mt-unsafe)
+        running = false;
+        break;
+    }
+}
+
+// The kernel dropped notifications it had no room for, so what the engine knows may be stale
+// in any way: the three dumps of the start run again, decisions wait for them, and whatever
+// they no longer show is gone. A dump under way is finished first, as the kernel refuses a
+// second one on the same socket.
+void App::readStateAgain() {
+    LOG_WARNING("netlink receive buffer overrun, notifications lost: reading links, addresses "
+                "and routes again");
+    rereading = true;
+    if (started())
+        restartDumps();
+    else
+        restartAsked = true;
+}
+
+void App::restartDumps() {
+    restartAsked = false;
+    if (netlinkListItems(RTM_GETLINK))
+        initStage = STAGE_LINKS;
+    else
         running = false;
 }
 
@@ -33,6 +65,12 @@ void App::handleNetlinkDone(uint32_t seq) {
     if (seq != dumpSeq)
         return;
     LOG_TRACE("NLMSG_DONE");
+    if (rereading)
+        dropUnseen(initStage);
+    if (restartAsked) {
+        restartDumps();
+        return;
+    }
     switch (initStage) {
     case STAGE_LINKS:
         if (netlinkListItems(RTM_GETADDR))
@@ -49,7 +87,10 @@ void App::handleNetlinkDone(uint32_t seq) {
     case STAGE_ROUTES:
         initStage = STAGE_COMPLETE;
         LOG_DEBUG("INIT NETLINK COMPLETED");
-        searchNextInet = true;
+        if (rereading)
+            chooseAfterReading();
+        else
+            searchNextInet = true;
         break;
     default:
         break;

@@ -61,7 +61,6 @@ void App::enforceRoamingLock() {
     searchNextInet = true;
     lockedWan = -1;
     lockedUntil = 0;
-    status.markDirty();
     if (dumpVerbosity != 0)
         dumpState(DumpPoint::Unlocked);
 }

@@ -17,6 +17,7 @@ void App::handleRoute(const netlink::RouteEvent& event) {
         return;
     if (event.added) {
         wan.gateway = event.gateway;
+        noteSeen(wan, STAGE_ROUTES);
         LOG_WAN(TRACE, name, "Gateway set to %s", dottedQuad(event.gateway).c_str());
         if (wan.inet())
             processInetUp(wan.ifname);

@@ -53,9 +53,14 @@ void App::processInetDown(const std::string& name, const char* why) {
     const auto wan = findWanByName(name);
     if (wan != wans.end() && !wan->linkReady())
         wan->forgetQuality();
-    if (!started())
-        return;
     const int index = indexOfName(name);
+    if (!started()) {
+        // Read again after an overrun, the choice waits for the whole picture: a loss of the
+        // uplink meanwhile is the cause of the switch it brings.
+        if (rereading && index != -1 && index == currentWan)
+            status.requestedBy(name, why);
+        return;
+    }
     const bool isCurrent = index != -1 && index == currentWan;
     if (mode == Mode::Constant) {
         if (isCurrent) {
@@ -118,9 +123,6 @@ Wan* App::wanOfEvent(const char* kind, int32_t ifIndex) {
         if (ifIndex >= 0 && wan.ifIndex == ifIndex) {
             if (!wan.config.enabled)
                 break;
-            // Only an event about a WAN can change what the status file shows: a burst of
-            // routes in other tables must not cost a rebuild of it per datagram.
-            status.markDirty();
             return &wan;
         }
     }

@@ -1,6 +1,8 @@
 #include "app/state_file.h"
 
+#include <cerrno>
 #include <fcntl.h>
+#include <set>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -13,6 +15,12 @@ namespace {
 
 constexpr mode_t STATE_FILE_MODE = 0644;
 constexpr uid_t ROOT_UID = 0;
+
+// The paths whose blocking has been logged; only the main thread writes state files.
+std::set<std::string>& blockedPaths() {
+    static std::set<std::string> paths;
+    return paths;
+}
 
 // O_NOFOLLOW: the directory may have been writable by others on an older run, and a link
 // planted there must not make the root daemon truncate whatever file it points at. O_NONBLOCK
@@ -41,19 +49,36 @@ bool isPresent(const std::string& path) {
 // name leaves the file another link names untouched. O_EXCL: should something be planted again
 // in between, nothing is written.
 int makeAnew(const std::string& path) {
-    (void)unlink(path.c_str());
+    if (!removeEmptyDirectory(path))
+        (void)unlink(path.c_str());
     int fd = open(path.c_str(), OPEN_FLAGS | O_EXCL, STATE_FILE_MODE);
-    LOG_WARNING("%s was not a regular file of root's with one link; %s", path.c_str(),
-                fd >= 0 ? "made anew" : "it could not be made anew");
+    if (fd >= 0 || firstTimeBlocked(path))
+        LOG_WARNING("%s was not a regular file of root's with one link; %s", path.c_str(),
+                    fd >= 0 ? "made anew" : "it could not be made anew");
     return fd;
 }
 
 } // namespace
 
+bool removeEmptyDirectory(const std::string& path) {
+    struct stat status {};
+    return lstat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode) && rmdir(path.c_str()) == 0;
+}
+
+bool firstTimeBlocked(const std::string& path) {
+    return blockedPaths().insert(path).second;
+}
+
+void noLongerBlocked(const std::string& path) {
+    if (!blockedPaths().empty())
+        blockedPaths().erase(path);
+}
+
 void writeStateFile(const std::string& path, const std::string& directory,
                     const std::string& line) {
     UniqueFd fd(openInPlace(path));
-    if (!fd.valid()) {
+    // A directory in the file's place is no missing directory above it.
+    if (!fd.valid() && errno != EISDIR) {
         // /var/run is a tmpfs: the directory is gone after every boot, so it is created lazily.
         runShell("mkdir -p " + directory, COMMAND_TIMEOUT_S);
         fd.reset(openInPlace(path));
@@ -62,6 +87,7 @@ void writeStateFile(const std::string& path, const std::string& directory,
         fd.reset(makeAnew(path));
     if (!fd.valid())
         return;
+    noLongerBlocked(path);
     // Written in place, it keeps its inode for the programs that watch it. A file left by an
     // older version may be writable by others.
     (void)fchmod(fd.get(), STATE_FILE_MODE);

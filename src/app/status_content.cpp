@@ -1,5 +1,6 @@
 // The status file's content: the engine's choice, the roaming lock, every WAN in table order
 // and the last switch, as one JSON object whose strings the library escapes.
+#include <iterator>
 #include <json/json.h>
 
 #include "app/app.h"
@@ -114,13 +115,42 @@ Json::Value switchStatus(const StatusReport::Switch& last) {
     return out;
 }
 
+// What the file shows of a WAN beside its configuration, as numbers: a burst of events about
+// the WAN that change none of them costs no rebuild.
+void appendShown(const Wan& wan, std::vector<int64_t>& shown) {
+    const int64_t values[] = {wan.up,
+                              wan.misc,
+                              int64_t{wan.address.load(std::memory_order_relaxed)},
+                              int64_t{wan.gateway},
+                              wan.activeResult,
+                              static_cast<int64_t>(wan.readCheckState()),
+                              int64_t{wan.pendingCount},
+                              wan.pendingUp,
+                              wan.inet()};
+    shown.insert(shown.end(), std::begin(values), std::end(values));
+}
+
 } // namespace
 
 void App::publishStatus() {
-    if (!status.due())
-        return;
+    shown.clear();
+    const int64_t choice[] = {currentWan, lockedWan, lockedUntil};
+    shown.insert(shown.end(), std::begin(choice), std::end(choice));
+    for (const Wan& wan : wans)
+        appendShown(wan, shown);
+    if (status.due(shown))
+        writeStatus("running");
+}
+
+void App::writeStatus(const char* phase) {
+    const bool decided = std::string(phase) == "running";
+    ++builds;
     Json::Value root;
-    root["mode"] = modeName(mode);
+    root["phase"] = phase;
+    root["pid"] = Json::Int64{status.writerPid()};
+    root["start_time"] = Json::UInt64{status.writerStartTime()};
+    // Before its configuration the daemon has no mode, and has decided nothing.
+    root["mode"] = decided ? modeName(mode) : "";
     const Wan* current = wanAt(currentWan);
     root["current"] = current != nullptr ? current->ifname : "";
     const Wan* locked = wanAt(lockedWan);

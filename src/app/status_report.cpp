@@ -6,10 +6,12 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "app/state_file.h"
 #include "app/switch_reason.h"
 #include "support/clock.h"
 #include "support/log.h"
 #include "support/paths.h"
+#include "support/process_stat.h"
 #include "support/unique_fd.h"
 #include "support/write_all.h"
 #include "wan/wan.h"
@@ -23,7 +25,8 @@ constexpr mode_t STATUS_DIR_MODE = 0755;
 // name; the rename then replaces whatever sits at the final name, a link included, and a
 // reader sees the old file or the new one, never half of one.
 int openTemporary(const std::string& path) {
-    (void)unlink(path.c_str());
+    if (!removeEmptyDirectory(path))
+        (void)unlink(path.c_str());
     return open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
                 STATUS_FILE_MODE);
 }
@@ -40,7 +43,10 @@ bool replaceFile(const std::string& text) {
     const bool written =
         fchmod(fd.get(), STATUS_FILE_MODE) == 0 && writeAll(fd.get(), text.data(), text.size());
     fd.reset();
-    if (written && rename(temporary.c_str(), STATUS_FILE) == 0)
+    // rename replaces anything at the final name but a directory.
+    if (written &&
+        (rename(temporary.c_str(), STATUS_FILE) == 0 ||
+         (removeEmptyDirectory(STATUS_FILE) && rename(temporary.c_str(), STATUS_FILE) == 0)))
         return true;
     const int error = errno;
     (void)unlink(temporary.c_str());
@@ -57,7 +63,27 @@ uint64_t& countOf(StatusReport::VerdictCounts& tally, const char* result) {
     return tally.failed;
 }
 
+// A failed write is logged at DEBUG, as a full /var/run would fail every one; what stands in
+// the file's place and cannot be removed is worth one WARNING.
+void logNotWritten() {
+    const int error = errno;
+    LOG_DEBUG("%s not written: %s", STATUS_FILE, strerror(error)); // NOLINT(concurrency-mt-unsafe)
+    if ((error == EISDIR || error == ENOTEMPTY || error == EEXIST) && firstTimeBlocked(STATUS_FILE))
+        LOG_WARNING("%s not written: something that cannot be removed is in its place: %s",
+                    STATUS_FILE, strerror(error)); // NOLINT(concurrency-mt-unsafe)
+}
+
 } // namespace
+
+StatusReport::StatusReport() : pid(getpid()) {
+    (void)processStartTime(pid, startTime);
+}
+
+bool StatusReport::due(std::vector<int64_t>& shown) {
+    const bool changed = dirty || shown != lastShown;
+    lastShown.swap(shown);
+    return changed;
+}
 
 void StatusReport::requestedBy(const std::string& name, const char* what) {
     cause = name + ": " + what;
@@ -98,10 +124,10 @@ void StatusReport::publish(const std::string& text) {
     if (text == written)
         return;
     if (!replaceFile(text)) {
-        LOG_DEBUG("%s not written: %s", STATUS_FILE,
-                  strerror(errno)); // NOLINT(concurrency-mt-unsafe)
+        logNotWritten();
         return;
     }
+    noLongerBlocked(STATUS_FILE);
     written = text;
 }
 

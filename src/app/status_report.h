@@ -1,13 +1,14 @@
 // The status file: what the engine decided and why, for people and scripts. The engine feeds it
 // what the WAN table cannot tell afterwards (the last switch and its cause, the time of each
-// verdict) and says when something shown may have changed; the file is then rebuilt once, at
-// the end of the work step, and replaced only when its text differs from the last one written.
+// verdict) and, every work step, the state it shows as numbers; the file is rebuilt only when
+// either changed, and replaced only when its text differs from the last one written.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 #include <map>
 #include <string>
+#include <sys/types.h>
 #include <vector>
 
 class Wan;
@@ -39,9 +40,15 @@ public:
         uint64_t failed = 0;
     };
 
-    // Something the file shows may have changed: the next publish rebuilds it.
-    void markDirty() { dirty = true; }
-    bool due() const { return dirty; }
+    // Notes who writes the file: a reader checks both against /proc, so that a file a dead
+    // daemon left is never taken for a live one's.
+    StatusReport();
+    pid_t writerPid() const { return pid; }
+    uint64_t writerStartTime() const { return startTime; }
+
+    // True when a note was taken since the last publish or shown, the engine's state as the
+    // file shows it, differs from the last one given; keeps shown (swapping buffers with it).
+    bool due(std::vector<int64_t>& shown);
     // The event that asked for the next choice of uplink: "name: what happened".
     void requestedBy(const std::string& name, const char* what);
     // The uplink moved, or was first applied, under the cause last requested; it is counted
@@ -62,7 +69,10 @@ public:
     static int64_t wallSeconds(int32_t monotonic);
 
 private:
+    pid_t pid;
+    uint64_t startTime = 0;
     bool dirty = false;
+    std::vector<int64_t> lastShown;
     std::string cause = "start";
     std::string reason = "start";
     Switch last;

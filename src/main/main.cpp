@@ -35,6 +35,7 @@ static int runApp(int dumpVerbosity) {
             app.deinit();
         } else {
             LOG_ERROR("init failed!");
+            StatusReport::remove();
         }
     }
     LOG_DEBUG("done");

@@ -103,7 +103,7 @@ bool Socket::waitReadable(int timeoutSeconds, bool& readable) const {
     return result >= 0 || errno == EINTR || errno == EAGAIN;
 }
 
-bool Socket::receive(EventSink& sink) {
+Socket::Received Socket::receive(EventSink& sink) {
     // Kept on the stack: at most one datagram is read per work step, and a heap buffer per
     // call would only add an allocation on every notification.
     alignas(nlmsghdr) uint8_t buffer[BUFFER_SIZE];
@@ -117,11 +117,13 @@ bool Socket::receive(EventSink& sink) {
     message.msg_controllen = sizeof(control);
 
     const ssize_t received = recvmsg(fd_.get(), &message, 0);
+    if (received < 0 && errno == ENOBUFS)
+        return Received::Overrun;
     if (received < 0)
-        return errno == EINTR || errno == EAGAIN;
+        return errno == EINTR || errno == EAGAIN ? Received::Datagram : Received::Failed;
     if (sentByRoot(message) && static_cast<size_t>(received) >= NLMSG_HDRLEN)
         decodeDatagram(buffer, static_cast<size_t>(received), sink);
-    return true;
+    return Received::Datagram;
 }
 
 } // namespace netlink

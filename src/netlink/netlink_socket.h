@@ -23,9 +23,11 @@ public:
     // Waits up to timeoutSeconds for a datagram; false on a wait error other than an
     // interruption. readable tells whether one is there.
     bool waitReadable(int timeoutSeconds, bool& readable) const;
-    // Reads exactly one datagram and hands its messages to sink when the sender is root;
-    // false on a read error other than an interruption.
-    bool receive(EventSink& sink);
+    // What a read came to: a datagram (or nothing to read), notifications the kernel dropped
+    // because the receive buffer was full, or another error, left in errno.
+    enum class Received { Datagram, Overrun, Failed };
+    // Reads exactly one datagram and hands its messages to sink when the sender is root.
+    Received receive(EventSink& sink);
 
 private:
     UniqueFd fd_;

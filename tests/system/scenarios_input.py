@@ -3,8 +3,10 @@
 # netlink datagrams. Each is reported, runs nothing it should not, and leaves the
 # daemon choosing routes wherever the configuration still allows it.
 
+import json
 import os
 import random
+import signal
 import sys
 
 import netsetup
@@ -89,6 +91,28 @@ REFUSED_ANSWERS = [
     ("wans as an object", lambda a: a["uplinker"].update(wans={"eth0": {}}), INVALID),
 ]
 
+OVERRUN = ("netlink receive buffer overrun, notifications lost: reading links, addresses and "
+           "routes again")
+
+
+def overrun(w, d):
+    # While the daemon is stopped, 20,000 routes through eth0 in a table of their own fill its
+    # receive buffer over and over; eth0's gateway then goes, and that notification is lost.
+    batch = w.root + "/burst"
+    w.write(batch, "".join("route add 172.%d.%d.%d/32 dev eth0 table 150\n" % (
+        16 + n // 65536, n // 256 % 256, n % 256) for n in range(20000)))
+    d.send_signal(signal.SIGSTOP)
+    w.topo.ip_gw("-batch", batch)
+    w.topo.set_route("eth0", False)
+    d.send_signal(signal.SIGCONT)
+
+
+def read_again(w, d):
+    cause = json.loads(read_text(w.run_dir + "/uplinker/status.json") or "{}").get("last_switch")
+    return d.messages("WARNING") == [OVERRUN] and (cause or {}).get("cause") == \
+        "eth0: gateway removed"
+
+
 SCENARIOS = [
     # A service that takes the connection and never answers; the request gives up after 10 s.
     Scenario("a service that never answers: init fails within the time-out",
@@ -130,4 +154,10 @@ SCENARIOS = [
                  # The same datagram from root is believed: the step above could have failed.
                  Step(forge([], 0), log=["eth0| Up state changed to false"], uplink="eth1",
                       hooks=[DOWN1])]),
+    Scenario("a burst that overruns the netlink socket is read again; what it lost counts",
+             answer=failover("eth0", "eth1"), steps=[
+                 Step(uplink="eth0", hooks=[UP0]),
+                 Step(overrun, uplink="eth1", hooks=[DOWN1], istate={"eth0": "Down\n"},
+                      timeout=20, check=read_again),
+                 Step(carrier("eth1", False), uplink="", hooks=["-d down"])]),
 ]

@@ -6,6 +6,7 @@ import os
 import re
 import signal
 import subprocess
+import sys
 import time
 
 from prometheus_client.parser import text_string_to_metric_families
@@ -14,7 +15,7 @@ import netsetup
 from conftest import TOOLS_DIR
 from harness import read_text
 from scenario import NUDGED, Scenario, Step, active, carrier, failover, nudge, operstate, send, \
-    target, write
+    steps, target, write
 from scenarios_engine import LOCKING, ROAMING_ROW
 
 ODD = 'o"dd\\\x01'  # a quote, a backslash and a control byte
@@ -82,6 +83,100 @@ def locked(w, d):
     return lock.get("wan") == "wlan0" and 25 <= lock["until"] - time.time() <= 31
 
 
+def started_at(pid):
+    # Field 22 of the process's stat line: its start, in clock ticks since boot.
+    return int((read_text("/proc/%d/stat" % pid) or ")" + " 0" * 20).rsplit(")", 1)[1].split()[19])
+
+
+def written_by(d, phase):
+    return lambda w, dd: (status(w) or {}).get("phase") == phase and status(w)["pid"] == d(
+        w).pid and status(w)["start_time"] == started_at(d(w).pid)
+
+
+# Unprivileged sockets named like the instance lock: the exact abstract name (free once the
+# daemon is dead) and a socket file that /proc/net/unix shows the same, or names that merely
+# start like it, abstract and as a file. "A" marks an abstract name, "~" a zero byte in it; "P"
+# a socket file.
+LOCK = "vrx_uplinker"
+SPOOF = """import ctypes, os, socket, struct, sys, tempfile, time
+os.chdir(tempfile.mkdtemp())
+held, libc = [], ctypes.CDLL(None, use_errno=True)
+for name in sys.argv[1:]:
+    held.append(socket.socket(socket.AF_UNIX, socket.SOCK_STREAM))
+    path = ("\\0" + name[1:].replace("~", "\\0") if name[0] == "A" else name[1:]).encode()
+    address = struct.pack("H", socket.AF_UNIX) + path
+    assert libc.bind(held[-1].fileno(), address, len(address)) == 0, os.strerror(ctypes.get_errno())
+print("bound", flush=True)
+time.sleep(3600)"""
+EXACT = ["A" + LOCK + "~" * 95, "P@" + LOCK + "@" * 95]
+SIMILAR = ["A" + LOCK, "A" + LOCK + "xyz", "P@" + LOCK]
+NOT_RUNNING = (3, "uplinker: not running\n")
+
+
+def spoof(names):
+    return lambda w, d: w.spawn_in(w.topo.gw, ["setpriv", "--reuid=65534", "--regid=65534",
+                                                "--clear-groups", sys.executable, "-c", SPOOF]
+                                   + names, "bound")
+
+
+def forge(w, d):
+    # The dead daemon's file names a live process instead: the one with the similar names.
+    w.helpers[-2].kill()
+    w.helpers[-2].wait()
+    text = dict(status(w), pid=w.helpers[-1].pid, start_time=started_at(w.helpers[-1].pid))
+    w.write(w.run_dir + STATUS, json.dumps(text))
+
+
+# The configuration service answers only once the file "hold" is gone.
+HELD_SERVICE = """import http.server, os, sys, time
+class Held(http.server.SimpleHTTPRequestHandler):
+    def do_GET(self):
+        while os.path.exists(sys.argv[2]):
+            time.sleep(0.05)
+        super().do_GET()
+os.chdir(sys.argv[1])
+server = http.server.HTTPServer(("127.0.0.1", 80), Held)
+print("Serving HTTP", flush=True)
+server.serve_forever()"""
+
+
+def held_service(w):
+    # Held from the start too: the first file goes into a /run without the daemon's directory.
+    w.write(w.root + "/hold", "")
+    w.write(w.stub_dir + "/api", json.dumps(failover("eth0", "eth1")))
+    w.spawn_in(w.topo.gw, [sys.executable, "-c", HELD_SERVICE, w.stub_dir, w.root + "/hold"],
+               "Serving HTTP")
+
+
+def second_start(w, d):
+    w.write(w.root + "/hold", "")
+    w.start_daemon()
+
+
+def release(w, d): os.unlink(w.root + "/hold")  # noqa: E704
+def first(w): return w.daemons[0]  # noqa: E704
+def second(w): return w.daemons[1]  # noqa: E704
+
+
+# Directories where the state files go: the empty ones are removed, the others logged once.
+def plant_directories(w):
+    for path in ("current_wan", "status.json.tmp", "status.json/x", "istate/eth1/x"):
+        os.makedirs(w.run_dir + "/uplinker/" + path)
+
+
+BLOCKED = "/var/run/uplinker/%s was not a regular file of root's with one link; it could not " \
+    "be made anew"
+DIRECTORY_WARNINGS = [BLOCKED % "istate/eth1", "/var/run/uplinker/status.json not written: "
+                      "something that cannot be removed is in its place: Directory not empty",
+                      "/var/run/uplinker/current_wan was not a regular file of root's with one "
+                      "link; made anew"]
+
+
+def warned_once(w, d):
+    return sorted(d.messages("WARNING")) == sorted(DIRECTORY_WARNINGS) and not os.path.exists(
+        w.run_dir + STATUS + ".tmp")
+
+
 SCENARIOS = [
     Scenario("the status file tells the uplink since when and why; a quiet daemon rewrites "
              "nothing; it goes at stop", answer=failover("eth0", "eth1"), steps=[
@@ -135,4 +230,27 @@ SCENARIOS = [
                       and tool(w, "--prometheus") == (4, "")),
                  Step(write("uplinker/status.json", '{"current": 1}'),
                       check=lambda w, d: tool(w, "--prometheus") == (4, ""))]),
+    # A SIGKILL leaves the file behind; its daemon is dead whatever names others bind.
+    Scenario("a dead daemon's file is not taken for a live one's, however the lock's name is "
+             "spoofed; a new instance shows it is starting until its configuration comes",
+             answer=None, setup=held_service, steps=[
+                 Step(check=lambda w, d: written_by(first, "starting")(w, d) and tool(w) == (
+                     0, "uplinker: starting, no decisions yet\n")),
+                 Step(release, uplink="eth0", check=written_by(first, "running")),
+                 Step(steps(send(signal.SIGKILL), spoof(EXACT), spoof(SIMILAR)), exit=-9,
+                      check=lambda w, d: tool(w) == NOT_RUNNING and status(w)["wans"]),
+                 Step(forge, check=lambda w, d: tool(w) == NOT_RUNNING),
+                 Step(second_start, check=lambda w, d: written_by(second, "starting")(w, d) and
+                      status(w)["wans"] == [] and status(w)["current"] == "" and tool(w) == (
+                          0, "uplinker: starting, no decisions yet\n")),
+                 Step(release, uplink="eth0", check=lambda w, d:
+                      written_by(second, "running")(w, d) and tool(w)[0] == 0)]),
+    Scenario("a directory at a state file's path is removed when empty, else warned about once",
+             answer=failover("eth0", "eth1"), setup=plant_directories, steps=[
+                 Step(uplink="eth0", check=warned_once),
+                 Step(carrier("eth1", False), log=["eth1| Up state changed to false"]),
+                 Step(carrier("eth1", True), log=["eth1| Up state changed to true"],
+                      check=warned_once),
+                 Step(lambda w, d: os.rmdir(w.run_dir + STATUS + "/x") or w.topo.set_carrier(
+                     "eth1", False), check=shows({"wans.1.link": False}))]),
 ]

@@ -131,6 +131,14 @@ void Engine::gateway(const std::string& name, bool added) {
     app_->handleRoute(event);
 }
 
+void Engine::route(const std::string& name, int table) {
+    netlink::RouteEvent event;
+    event.added = true;
+    event.outputIndex = ifIndex_[indexOf(name)];
+    event.table = table;
+    app_->handleRoute(event);
+}
+
 void Engine::usable(const std::string& name) {
     link(name, RUNNING);
     address(name, true);

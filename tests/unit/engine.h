@@ -57,6 +57,8 @@ public:
     void gateway(const std::string& name, bool added);
     // Link, address and gateway at once.
     void usable(const std::string& name);
+    // A route added through the WAN's device in a table that is not its own.
+    void route(const std::string& name, int table);
     // The interface of that name gets another index, as a modem link does on every dial.
     void renumber(const std::string& name) { ifIndex_[indexOf(name)] += 100; }
     // The probe of the WAN succeeds or fails from now on.
@@ -75,6 +77,7 @@ public:
     std::vector<std::string> log();
     // The WANs probed since the last call, sorted.
     std::vector<std::string> probed();
+    const App& app() const { return *app_; }
 
 private:
     int indexOf(const std::string& name) const;

@@ -7,6 +7,7 @@
 #include <sstream>
 
 #include "netlink/netlink_events.h"
+#include "netlink/netlink_socket.h"
 
 namespace {
 
@@ -142,4 +143,11 @@ TEST(NetlinkIntake, DatagramsYieldOnlyWhatIsWellFormed) {
         EXPECT_EQ(decode(shifted.data() + 1, cut), Events(all.begin(), all.begin() + held))
             << "cut at " << cut;
     }
+}
+
+// A read that fails for any reason but an overrun is an error the engine ends on.
+TEST(NetlinkIntake, ReadOnAClosedSocketFails) {
+    Socket closed;
+    Recorder recorder;
+    EXPECT_EQ(closed.receive(recorder), Socket::Received::Failed);
 }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <ctime>
+#include <initializer_list>
 #include <vector>
 
 namespace tools {
@@ -10,6 +11,56 @@ namespace tools {
 namespace {
 
 using Row = std::vector<std::string>;
+
+// A field and the test of its type; an optional one may also be missing or null.
+struct Field {
+    const char* key;
+    bool (Json::Value::*test)() const;
+    bool optional = false;
+};
+constexpr auto STRING = &Json::Value::isString;
+constexpr auto BOOL = &Json::Value::isBool;
+constexpr auto OBJECT = &Json::Value::isObject;
+constexpr auto COUNT = &Json::Value::isUInt64;
+constexpr auto SECONDS = &Json::Value::isInt64;
+
+// jsoncpp reads a field of another type as a default (a number as text, a missing list as an
+// empty one) rather than failing, which would show a table of nothing as if all were well.
+bool holds(const Json::Value& object, std::initializer_list<Field> fields) {
+    if (!object.isObject())
+        return false;
+    for (const Field& field : fields) {
+        const Json::Value& value = object[field.key];
+        if (!(field.optional && value.isNull()) && !(value.*field.test)())
+            return false;
+    }
+    return true;
+}
+
+bool optionalHolds(const Json::Value& value, std::initializer_list<Field> fields) {
+    return value.isNull() || holds(value, fields);
+}
+
+bool probeWellFormed(const Json::Value& wan) {
+    return holds(wan, {{"check", STRING}}) &&
+           optionalHolds(wan["verdict"], {{"result", STRING},
+                                          {"time", SECONDS},
+                                          {"answered", COUNT, true},
+                                          {"probed", COUNT, true}}) &&
+           optionalHolds(wan["pending"], {{"toward", STRING}, {"count", COUNT}, {"needed", COUNT}});
+}
+
+bool wanWellFormed(const Json::Value& wan) {
+    return holds(wan, {{"name", STRING},
+                       {"link", BOOL},
+                       {"modem", BOOL, true},
+                       {"address", STRING},
+                       {"gateway", STRING},
+                       {"monitor", STRING},
+                       {"enabled", BOOL},
+                       {"usable", BOOL}}) &&
+           (wan["monitor"].asString() != "Active" || probeWellFormed(wan));
+}
 
 // Local time of day: what the operator's own clock shows.
 std::string clockText(int64_t seconds) {
@@ -119,7 +170,25 @@ std::string columns(const std::vector<Row>& rows) {
 
 } // namespace
 
+bool wellFormed(const Json::Value& status) {
+    if (!holds(status, {{"phase", STRING},
+                        {"pid", &Json::Value::isInt},
+                        {"start_time", COUNT},
+                        {"mode", STRING},
+                        {"current", STRING},
+                        {"wans", &Json::Value::isArray},
+                        {"lock", OBJECT, true},
+                        {"last_switch", OBJECT, true}}) ||
+        !optionalHolds(status["lock"], {{"wan", STRING}, {"until", SECONDS}}) ||
+        !optionalHolds(status["last_switch"], {{"time", SECONDS}, {"cause", STRING}}))
+        return false;
+    const Json::Value& wans = status["wans"];
+    return std::all_of(wans.begin(), wans.end(), wanWellFormed);
+}
+
 std::string statusTable(const Json::Value& status, int64_t now) {
+    if (status["phase"].asString() == "starting")
+        return "uplinker: starting, no decisions yet\n";
     std::string out = headline(status);
     const Json::Value& lock = status["lock"];
     if (lock.isObject())

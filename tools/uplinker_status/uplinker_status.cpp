@@ -5,12 +5,14 @@
 #include <ctime>
 #include <fstream>
 #include <sstream>
+#include <sys/un.h>
 
 #include "common/tool_main.h"
 #include "main/instance_lock.h"
 #include "status_metrics.h"
 #include "status_table.h"
 #include "support/paths.h"
+#include "support/process_stat.h"
 
 namespace {
 
@@ -31,19 +33,28 @@ enum { ExitNotRunning = 3, ExitUnreadable = 4 };
 // The daemon's instance lock is a name in the abstract socket namespace of its network
 // namespace. The kernel lists the bound names there in /proc/net/unix, a zero byte shown as
 // '@'; reading the list leaves the lock alone, where binding the name to test it would take it.
-bool daemonRunning() {
+// The daemon binds the whole address: a zero byte, the name, zero padding to the end. Anyone
+// may bind a name that merely starts like it, and a socket file may be named like it too, so
+// the lock only tells that something holds such a name; the file's writer tells who.
+bool lockHeld() {
     std::ifstream list("/proc/net/unix");
-    const std::string name = std::string("@") + INSTANCE_LOCK_NAME;
+    std::string name = std::string("@") + INSTANCE_LOCK_NAME;
+    name.resize(sizeof(sockaddr_un::sun_path), '@');
     std::string line;
     while (std::getline(list, line)) {
         const size_t blank = line.rfind(' ');
-        const std::string path = blank == std::string::npos ? "" : line.substr(blank + 1);
-        // The daemon binds the whole address, so the name is followed by zero padding.
-        if (path.compare(0, name.size(), name) == 0 &&
-            path.find_first_not_of('@', name.size()) == std::string::npos)
+        if (blank != std::string::npos && line.compare(blank + 1, std::string::npos, name) == 0)
             return true;
     }
     return false;
+}
+
+// The process that wrote the file still runs: its pid names a process that started when the
+// file says. A dead daemon's pid is gone, or taken by a process that started later.
+bool writerAlive(const Json::Value& status) {
+    uint64_t startTime = 0;
+    return processStartTime(static_cast<pid_t>(status["pid"].asInt()), startTime) &&
+           startTime == status["start_time"].asUInt64();
 }
 
 bool readStatus(std::string& text, Json::Value& status) {
@@ -55,7 +66,7 @@ bool readStatus(std::string& text, Json::Value& status) {
     Json::CharReaderBuilder builder;
     std::string errors;
     std::istringstream input(text);
-    return Json::parseFromStream(builder, input, &status, &errors) && status.isObject();
+    return Json::parseFromStream(builder, input, &status, &errors) && tools::wellFormed(status);
 }
 
 // The status in the form asked for; empty when a field has the wrong type.
@@ -78,7 +89,7 @@ int run(Form form) {
     std::string text;
     Json::Value status;
     const bool readable = readStatus(text, status);
-    if (!daemonRunning()) {
+    if (!lockHeld() || (readable && !writerAlive(status))) {
         // A timer that writes the series to a file keeps it current through a stop.
         if (form == Form::Prometheus) {
             (void)std::fputs(tools::stoppedMetrics().c_str(), stdout);
