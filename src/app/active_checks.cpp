@@ -87,8 +87,8 @@ void App::driveActiveChecks() {
         if (!wan.config.enabled || wan.config.monitorMode != MonitorMode::Active)
             continue;
         // A WAN that is no longer checked is judged afresh once its checks resume.
-        if (index > limit && wan.forgetQuality())
-            status.markDirty();
+        if (index > limit)
+            wan.forgetQuality();
         const bool oldResult = wan.activeResult;
         const CheckState state = wan.readCheckState();
         // A count belongs to the situation it was counted in: it ends once the WAN is no

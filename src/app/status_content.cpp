@@ -126,7 +126,9 @@ void appendShown(const Wan& wan, std::vector<int64_t>& shown) {
                               static_cast<int64_t>(wan.readCheckState()),
                               int64_t{wan.pendingCount},
                               wan.pendingUp,
-                              wan.inet()};
+                              wan.inet(),
+                              static_cast<int64_t>(wan.quality.window().requests()),
+                              static_cast<int64_t>(wan.quality.judgement())};
     shown.insert(shown.end(), std::begin(values), std::end(values));
 }
 

@@ -17,12 +17,6 @@ namespace {
 
 using Act = std::function<void(Engine&)>;
 
-Json::Value statusFile() {
-    Json::Value status;
-    std::ifstream(STATUS_FILE) >> status;
-    return status;
-}
-
 // What the file's rebuilds cost over an act and the work step after it, once before and a work
 // step have set the scene; each change alters one thing the file shows, and nothing else.
 struct RebuildRow {
