@@ -26,12 +26,10 @@ const std::string JUDGED = ETH0 + R"("quality": {"loss": 45, "latency_ms": 1200.
  "thresholds": {"failure_loss": 40, "recovery_loss": 10.5, "failure_latency_ms": 1000, "recovery_latency_ms": 500}}}]})";
 
 // A sample line of a WAN's series, and one of the switches by reason.
-std::string wan(const std::string& series, const char* name, const char* value) {
-    return "uplinker_wan_" + series + "{wan=\"" + name + "\"} " + value;
-}
-std::string moves(const std::string& reason, int n) {
-    return "uplinker_switches_total{reason=\"" + reason + "\"} " + std::to_string(n);
-}
+// clang-format off
+std::string wan(const std::string& series, const char* name, const char* value) { return "uplinker_wan_" + series + "{wan=\"" + name + "\"} " + value; }
+std::string moves(const std::string& reason, int n) { return "uplinker_switches_total{reason=\"" + reason + "\"} " + std::to_string(n); }
+// clang-format on
 
 // clang-format off
 const Row ROWS[] = {
@@ -68,10 +66,9 @@ const Row ROWS[] = {
     {"a name given twice gives its series once", R"({"wans": [{"name": "eth0", "link": true, "usable": true},
       {"name": "eth0", "link": false, "usable": false}]})", {wan("link", "eth0", "1"), R"(!{wan="eth0"} 0)"}},
     {"link a text", R"({"wans": [{"name": "eth0", "link": "up", "usable": true}]})", {}}, {"no name", R"({"wans": [{"link": true}]})", {}},
-    {"wans not a list", R"({"wans": {"name": "eth0"}})", {}}, {"no current", R"({"current": null})", {}},
-    {"a negative count", R"({"switches": {"start": -1}})", {}}, {"switches a list", R"({"switches": ["start"]})", {}},
-    {"a switch time a text", R"({"last_switch": {"time": "17:19"}})", {}}, {"judged a text", ETH0 + R"("quality": {"judged": "yes"}}]})", {}},
-    {"a verdict count missing", ETH0 + R"("verdicts": {"up": 1}}]})", {}},
+    {"wans not a list", R"({"wans": {"name": "eth0"}})", {}}, {"no current", R"({"current": null})", {}}, {"a negative count", R"({"switches": {"start": -1}})", {}},
+    {"switches a list", R"({"switches": ["start"]})", {}}, {"a switch time a text", R"({"last_switch": {"time": "17:19"}})", {}},
+    {"judged a text", ETH0 + R"("quality": {"judged": "yes"}}]})", {}}, {"a verdict count missing", ETH0 + R"("verdicts": {"up": 1}}]})", {}},
     {"a threshold a text", ETH0 + R"("quality": {"judged": false, "thresholds": {"failure_loss": "40"}}}]})", {}},
 };
 // clang-format on

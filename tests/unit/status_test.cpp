@@ -33,21 +33,16 @@ const Act NOTHING = [](Engine&) {};
 
 // clang-format off
 const RebuildRow REBUILDS[] = {
-    {"a thousand routes through the uplink's device in another table", TWO, NOTHING,
-     [](Engine& e) { for (int n = 0; n < 1000; ++n) e.route("eth0", 150); }, 0},
+    {"a thousand routes through the uplink's device in another table", TWO, NOTHING, [](Engine& e) { for (int n = 0; n < 1000; ++n) e.route("eth0", 150); }, 0},
     {"the same carrier again", TWO, NOTHING, [](Engine& e) { e.link("eth0", RUNNING); }, 0},
     {"the same address again", TWO, NOTHING, [](Engine& e) { e.address("eth1", true); }, 0},
-    {"the carrier of a WAN without gateway", TWO, [](Engine& e) { e.gateway("eth1", false); },
-     [](Engine& e) { e.link("eth1", DOWN); }, 1},
-    {"the address of a WAN without link", TWO, [](Engine& e) { e.link("eth1", DOWN); },
-     [](Engine& e) { e.address("eth1", false); }, 1},
-    {"the gateway of a WAN without link", TWO, [](Engine& e) { e.link("eth1", DOWN); },
-     [](Engine& e) { e.gateway("eth1", false); }, 1},
+    {"the carrier of a WAN without gateway", TWO, [](Engine& e) { e.gateway("eth1", false); }, [](Engine& e) { e.link("eth1", DOWN); }, 1},
+    {"the address of a WAN without link", TWO, [](Engine& e) { e.link("eth1", DOWN); }, [](Engine& e) { e.address("eth1", false); }, 1},
+    {"the gateway of a WAN without link", TWO, [](Engine& e) { e.link("eth1", DOWN); }, [](Engine& e) { e.gateway("eth1", false); }, 1},
     {"the modem of a WAN without gateway", {{"eth0"}, PPP0}, [](Engine& e) { e.gateway("ppp0", false); },
      [](Engine&) { std::ofstream(CELL_STATUS_FILE) << "CONNECTED\n"; }, 1},
     // The first check ran at start; the next one starts 20 s later.
-    {"a check started", {{"eth0", true, true, 20, WanType::Ethernet, "192.0.2.1", true}, {"eth1"}},
-     [](Engine& e) { e.step(18); }, NOTHING, 1},
+    {"a check started", {{"eth0", true, true, 20, WanType::Ethernet, "192.0.2.1", true}, {"eth1"}}, [](Engine& e) { e.step(18); }, NOTHING, 1},
 };
 // clang-format on
 
@@ -76,22 +71,16 @@ const char* const WRITTEN = R"({"phase": "running", "pid": 4242, "start_time": 9
           {"name": "eth1", "type": "ETHERNET", "enabled": false, "monitor": "Passive",
            "link": false, "address": "", "gateway": "", "usable": false}]})";
 
-struct TableRow {
-    const char* what;
-    std::function<void(Json::Value&)> change;
-    const char* table; // nullptr: the file is refused
-};
-
+// The table as written, and while the daemon still starts.
 // clang-format off
-const TableRow TABLES[] = {
-    {"as written", [](Json::Value&) {},
+const std::pair<std::function<void(Json::Value&)>, const char*> TABLES[] = {
+    {[](Json::Value&) {},
      "uplinker: Failover, uplink eth0 since 22:11:15 (start)\n"
      "roaming lock on eth0 until 22:13:40\n"
      "WAN   link  address   gateway   probe                               usable\n"
      "eth0  up    10.0.0.2  10.0.0.1  up 2/3, 125 s ago, 1/2 toward down  yes\n"
      "eth1  down                      passive                             disabled\n"},
-    {"still starting", [](Json::Value& v) { v["phase"] = "starting"; },
-     "uplinker: starting, no decisions yet\n"},
+    {[](Json::Value& v) { v["phase"] = "starting"; }, "uplinker: starting, no decisions yet\n"},
 };
 // clang-format on
 
@@ -160,18 +149,16 @@ const char* const REFUSED[] = {
 // clang-format on
 
 void edit(Json::Value& value, const std::string& change) {
-    const size_t equals = change.find('='), dot = change.rfind('.', equals);
-    Json::Value* parent = &value;
-    std::istringstream path(change.substr(0, dot == std::string::npos ? 0 : dot));
-    for (std::string key; dot != std::string::npos && std::getline(path, key, '.');)
-        parent = isdigit(key[0]) ? &(*parent)[std::stoi(key)] : &(*parent)[key];
-    const std::string key = change.substr(dot == std::string::npos ? 0 : dot + 1,
-                                          equals - (dot == std::string::npos ? 0 : dot + 1));
-    Json::Value& field = isdigit(key[0]) ? (*parent)[std::stoi(key)] : (*parent)[key];
+    const size_t equals = change.find('=');
+    std::istringstream path(change.substr(0, equals));
+    Json::Value *parent = nullptr, *field = &value;
+    std::string key;
+    while (std::getline(path, key, '.'))
+        parent = field, field = isdigit(key[0]) ? &(*field)[std::stoi(key)] : &(*field)[key];
     if (equals + 1 == change.size() && parent->isObject())
         parent->removeMember(key);
     else
-        std::istringstream(change.substr(equals + 1)) >> field;
+        std::istringstream(change.substr(equals + 1)) >> *field;
 }
 
 TEST(StatusTool, TableAgainstAGivenClock) {
@@ -179,14 +166,11 @@ TEST(StatusTool, TableAgainstAGivenClock) {
     tzset();
     Json::Value written;
     std::istringstream(WRITTEN) >> written;
-    for (const TableRow& row : TABLES) {
-        SCOPED_TRACE(row.what);
+    for (const auto& [change, table] : TABLES) {
         Json::Value status = written;
-        row.change(status);
-        EXPECT_EQ(tools::wellFormed(status), row.table != nullptr);
-        if (row.table != nullptr) {
-            EXPECT_EQ(tools::statusTable(status, 1700000000), row.table);
-        }
+        change(status);
+        EXPECT_TRUE(tools::wellFormed(status));
+        EXPECT_EQ(tools::statusTable(status, 1700000000), table);
     }
     for (const char* change : REFUSED) {
         Json::Value status = written;
