@@ -39,6 +39,11 @@ def read_text(path):
         return None
 
 
+def stat_fields(pid):
+    # The fields of a process's stat line after its name, from the state on; [] once it is gone.
+    return (read_text("/proc/%d/stat" % pid) or ")").rsplit(")", 1)[1].split()
+
+
 def log_lines(path):
     # The log lines of a file as (label, message); other output is left out.
     return [m.groups() for m in map(LOG_LINE.match, (read_text(path) or "").splitlines()) if m]
@@ -53,8 +58,7 @@ cp "$1/rt_tables" /etc/iproute2/rt_tables
 mkdir -p /etc/uplinker
 mount --bind "$1/etc-uplinker" /etc/uplinker
 mount --bind "$1/run" /run
-root=$1
-shift
+root=$1; shift
 eval "$UPLINKER_PRELUDE"
 exec "$@" >"$root/$UPLINKER_OUT" 2>&1
 '''
@@ -73,8 +77,7 @@ class Daemon(subprocess.Popen):
     def output(self): return read_text(self.out_path) or ""  # noqa: E704
     def lines(self): return log_lines(self.out_path)  # noqa: E704
 
-    def messages(self, label=None):
-        return [m for (lab, m) in self.lines() if label in (None, lab)]
+    def messages(self, label=None): return [m for lab, m in self.lines() if label in (None, lab)]
 
     def stop(self):
         self.terminate()
@@ -97,8 +100,7 @@ class World:
         self.prelude, self.service = "", None
         self.run_dir, self.stub_dir = self.root + "/run", self.root + "/stub"
         self.hook_log = self.root + "/hook.log"
-        os.makedirs(self.run_dir)
-        os.makedirs(self.stub_dir)
+        list(map(os.makedirs, (self.run_dir, self.stub_dir)))
         self.write(self.root + "/rt_tables", netsetup.RT_TABLES)
         self.write(self.root + "/etc-uplinker/hooks/after-switch-inet",
                    '#!/bin/sh\necho "$*" >> "%s"\n' % self.hook_log, 0o755)
@@ -166,8 +168,8 @@ class World:
         return self.spawn_in(self.topo.isp, args, "started").out
 
     def start_daemon(self, args=None):
-        args = args or ["-i", "-e", "-p", "0"]
-        self.daemons.append(Daemon(self, args, "uplinker-%d.out" % len(self.daemons)))
+        self.daemons.append(Daemon(self, args or ["-i", "-e", "-p", "0"],
+                                   "uplinker-%d.out" % len(self.daemons)))
         return self.daemons[-1]
 
     # What the daemon left behind: hook calls, state files.
@@ -182,19 +184,13 @@ class World:
     def problems(self):
         # ERROR or FATAL lines that were not expected. Sanitizer reports go to files of their
         # own, which fail the sanitizer build's test run.
-        if self.allowed_errors is None:
-            return []
-        return ["%s: [%s] %s" % (os.path.basename(d.out_path), lab, m) for d in self.daemons
-                for lab, m in d.lines()
-                if lab in ("ERROR", "FATAL") and m not in self.allowed_errors]
+        return [] if self.allowed_errors is None else [
+            "%s: [%s] %s" % (os.path.basename(d.out_path), lab, m) for d in self.daemons
+            for lab, m in d.lines() if lab in ("ERROR", "FATAL") and m not in self.allowed_errors]
 
     def cleanup(self):
         for d in self.daemons:
             d.stop()
         for h in self.helpers:
-            if isinstance(h, socket.socket):
-                h.close()
-            else:
-                h.kill()
-                h.wait()
+            h.close() if isinstance(h, socket.socket) else (h.kill(), h.wait())
         self.topo.destroy()

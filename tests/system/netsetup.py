@@ -32,9 +32,7 @@ def table_of(name): return WANS[name][3]  # noqa: E704
 
 
 class Topology:
-    def __init__(self, gw, isp):
-        self.gw, self.isp = gw, isp
-
+    def __init__(self, gw, isp): self.gw, self.isp = gw, isp  # noqa: E704
     def ip_gw(self, *args): return run("ip", "-n", self.gw, *args)  # noqa: E704
     def ip_isp(self, *args): return run("ip", "-n", self.isp, *args)  # noqa: E704
 
@@ -43,7 +41,7 @@ class Topology:
             run("ip", "netns", "add", ns)
             run("ip", "-n", ns, "link", "set", "lo", "up")
         for addr in (TARGET, TARGET2, TARGET3, DNS_SERVER):
-            self.ip_isp("addr", "add", addr + "/32", "dev", "lo")
+            self.set_target(addr, True)
 
     def add_wan(self, name, dormant=False):
         # A dormant link comes up without RUNNING until set_operstate("up").

@@ -32,13 +32,15 @@ def Scenario(name, steps, wans=("eth0", "eth1"), answer=None, args=None, setup=N
     return SimpleNamespace(**locals())
 
 
+def named(wan): return (wan, {}) if isinstance(wan, str) else wan  # noqa: E704
+
+
 def answer(mode, *wans):
     # WANs in priority order, each a name or (name, {options}); the options and their defaults
     # are below. listed=False leaves a WAN out of the inventory; hostnames, reliability
     # and the failure thresholds are given only when named.
     entries, inventory = [], []
-    for n, wan in enumerate(wans):
-        name, options = (wan, {}) if isinstance(wan, str) else wan
+    for n, (name, options) in enumerate(map(named, wans)):
         o = {**dict(priority=10 * (n + 1), weight=1, monitor="PASSIVE", interval=2, check="ICMP",
                     host=netsetup.TARGET, count=1, port=0, enabled=True, available=True,
                     listed=True, type=netsetup.WANS.get(name, (0, "ETHERNET"))[1]), **options}
@@ -106,16 +108,14 @@ def _mismatches(w, d, step, mark):
         expect("new hook calls", w.hook_calls()[d.hooks_seen:], list(step.hooks))
     for name, text in dict(step.istate).items():
         expect("istate/" + name, w.istate(name), text)
-    logged = set(d.messages()[mark:])
-    found += ["no log line %r" % m for m in step.log if m not in logged]
+    found += ["no log line %r" % m for m in step.log if m not in set(d.messages()[mark:])]
     if step.check and not found and not step.check(w, d):
         found.append("the check %s failed" % step.check.__name__)
     return found
 
 
 def run(world, sc):
-    for wan in sc.wans:
-        name, options = (wan, {}) if isinstance(wan, str) else wan
+    for name, options in map(named, sc.wans):
         world.topo.add_wan(name, **options)
     if sc.setup:
         sc.setup(world)

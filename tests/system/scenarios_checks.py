@@ -7,27 +7,26 @@ import re
 import signal
 
 import netsetup
-from harness import read_text
+from harness import read_text, stat_fields
 from scenario import Scenario, Step, active, carrier, failover, send, steps, target
 from scenarios_status import status
 
 UP1, UP0, DOWN1 = "-i eth1 -d up", "-i eth0 -d up", "-i eth1 -d down"
 UPW, DOWNW = "-i wlan0 -d up", "-i wlan0 -d down"
-T1, T2 = netsetup.TARGET, netsetup.TARGET2
+T1, T2, T3 = netsetup.TARGET, netsetup.TARGET2, netsetup.TARGET3
 TRUE0, FALSE0 = ("eth0| Active check result changed to %s" % v for v in ("true", "false"))
 HOOK = "/etc/uplinker/hooks/after-switch-inet"
-CANCELED = "eth0| Active checking canceled"
+CANCELED, DEINIT = "eth0| Active checking canceled", ["start deinit", "done"]
 
 
-def name_server(w):
-    # A megabyte of other lines before the name server, as a broken resolver might write.
-    w.queries = w.start_name_server({"probe.test": T2})
-    w.write(w.run_dir + "/resolv_eth0.conf", "search example\n" * 70000 + "nameserver 192.0.2.53\n")
+def names(records, before=""):
+    # eth0's name server answering records, after the lines before in its resolver file.
+    return lambda w: setattr(w, "queries", w.start_name_server(records)) or w.write(
+        w.run_dir + "/resolv_eth0.conf", before + "nameserver 192.0.2.53\n")
 
 
-def two_names(w):
-    w.queries = w.start_name_server({"t2.test": T2, "t3.test": netsetup.TARGET3})
-    w.write(w.run_dir + "/resolv_eth0.conf", "nameserver 192.0.2.53\n")
+def asked(*names):
+    return lambda w, d: all("%s from 10.0.0.2" % n in read_text(w.queries) for n in names)
 
 
 def fake_tool(name, script):
@@ -63,8 +62,7 @@ def hung_hook(w):
 
 def alive(pid):
     # True while the process exists and is not a zombie.
-    stat = read_text("/proc/%d/stat" % pid)
-    return bool(stat) and stat.rsplit(")", 1)[1].split()[0] != "Z"
+    return stat_fields(pid)[:1] not in ([], ["Z"])
 
 
 def hung_pids(w, name="hung"):
@@ -73,13 +71,14 @@ def hung_pids(w, name="hung"):
 
 def hung_pid(w, name="hung"): return (hung_pids(w, name) + [None])[0]  # noqa: E704
 def probe_hangs(w, d): return hung_pid(w) and alive(hung_pid(w))  # noqa: E704
+def none_alive(w, d): return not any(map(alive, hung_pids(w)))  # noqa: E704
 def hook_killed(w, d): return not alive(hung_pid(w, "hook.pid"))  # noqa: E704
 
 
 def torn_down_in_order(w, d):
     # Each WAN is torn down before its check thread stops, in index order.
-    seen = [m for m in d.messages() if m in ("Wan::~Wan", CANCELED)]
-    return seen == ["Wan::~Wan", CANCELED, "Wan::~Wan", "Wan::~Wan"] and not alive(hung_pid(w))
+    return [m for m in d.messages() if m in ("Wan::~Wan", CANCELED)] == [
+        "Wan::~Wan", CANCELED, "Wan::~Wan", "Wan::~Wan"] and none_alive(w, d)
 
 
 # Like a ping tool that sends one request a second: -c 255 answers after 65 s; -c 1 hangs.
@@ -125,20 +124,20 @@ SCENARIOS = [
                  Step(lambda w, d: w.listener.close(), uplink="wlan0", hooks=[DOWNW], timeout=8,
                       log=["eth1| Active check result changed to false"]),
                  Step(target(T1, True), uplink="eth0", hooks=[UP0], log=[TRUE0], timeout=15)]),
-    Scenario("a host name is resolved through the WAN's own name server", setup=name_server,
+    # A megabyte of other lines before the name server, as a broken resolver might write.
+    Scenario("a host name is resolved through the WAN's own name server",
+             setup=names({"probe.test": T2}, "search example\n" * 70000),
              answer=failover(active("eth0", host="probe.test", count=2), "eth1"), steps=[
-                 Step(uplink="eth0", hooks=[UP1, UP0], timeout=8,
-                      check=lambda w, d: "probe.test from 10.0.0.2" in read_text(w.queries),
+                 Step(uplink="eth0", hooks=[UP1, UP0], timeout=8, check=asked("probe.test"),
                       log=["eth0| The hostname probe.test successfully resolved",
                            "eth0| Run checking active -> uplinker-ping -I 10.0.0.2 -c 2 "
                            "192.0.2.2"])]),
     # A silent target holds a check for 6 s, the time of one probe: its probes run side by side.
-    Scenario("two of three targets must answer", setup=two_names,
+    Scenario("two of three targets must answer", setup=names({"t2.test": T2, "t3.test": T3}),
              answer=failover(active("eth0", hostnames=["t2.test", "t3.test"], reliability=2),
                              "eth1"), steps=[
                  Step(uplink="eth0", hooks=[UP1, UP0], log=["eth0| 3/3 targets answered"],
-                      check=lambda w, d: all("%s from 10.0.0.2" % n in read_text(w.queries)
-                                             for n in ("t2.test", "t3.test")), timeout=8),
+                      check=asked("t2.test", "t3.test"), timeout=8),
                  Step(target(T1, False), uplink="eth0", hooks=[], timeout=10,
                       log=["eth0| 2/3 targets answered"]),
                  Step(target(T2, False), uplink="eth1", hooks=[DOWN1], timeout=10,
@@ -152,14 +151,13 @@ SCENARIOS = [
                  # The stop must end the hung probe and wake eth1's idle check thread.
                  Step(target(T1, False), uplink="wlan0", check=probe_hangs, timeout=15,
                       log=["eth1| Active check result changed to false"]),
-                 Step(send(signal.SIGTERM), exit=0, log=["start deinit", "done"],
-                      check=torn_down_in_order, timeout=5)]),
+                 Step(send(signal.SIGTERM), exit=0, log=DEINIT, check=torn_down_in_order,
+                      timeout=5)]),
     Scenario("a stop ends every probe of a check of several targets",
              setup=fake_tool("uplinker-ping", HUNG_PING),
-             answer=failover(active("eth0", hostnames=[T2, netsetup.TARGET3]), "eth1"), steps=[
+             answer=failover(active("eth0", hostnames=[T2, T3]), "eth1"), steps=[
                  Step(check=lambda w, d: sum(map(alive, hung_pids(w))) == 3, timeout=8),
-                 Step(send(signal.SIGTERM), exit=0, log=["start deinit", "done"], timeout=5,
-                      check=lambda w, d: not any(map(alive, hung_pids(w))))]),
+                 Step(send(signal.SIGTERM), exit=0, log=DEINIT, timeout=5, check=none_alive)]),
     Scenario("a hook that never returns is killed after 30 s and failover goes on", slow=True,
              setup=hung_hook, answer=failover("eth0", "eth1"), steps=[
                  Step(hooks=[UP0], route="default via 10.0.0.1 dev eth0",

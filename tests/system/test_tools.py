@@ -17,8 +17,8 @@ PING_CASES = [
     # the requests the last line reports sent (None: any) and answered
     ("198.51.100.1", 0, "", ["-c", "4"], 0, None, 1), ("198.51.100.2", 3, "", ["-c4"], 0, 4, 1),
     ("198.51.100.3", 5, "", ["-c", "1"], 0, 1, 1), ("198.51.100.4", None, "", ["-c4"], 1, 4, 0),
-    ("198.51.100.5", 0, "checksum", ["-c", "1"], 1, 1, 0),
-    ("198.51.100.6", 0, "id", ["-c", "1"], 1, 1, 0), ("198.51.100.7", 0, "seq", ["-c2"], 1, 2, 0),
+    ("198.51.100.5", 0, "checksum", ["-c1"], 1, 1, 0), ("198.51.100.6", 0, "id", ["-c1"], 1, 1, 0),
+    ("198.51.100.7", 0, "seq", ["-c2"], 1, 2, 0),
     # -a waits for the reply to every request.
     ("198.51.100.8", 1, "", ["-a", "-c", "3"], 0, 3, 3),
 ]
@@ -33,9 +33,8 @@ def measured(out, delay, sent, received):
         found.group(2)) == received and all(t >= 1000 * (delay or 0) for t in times)
 
 def start_tool(world, name, *args):
-    return subprocess.Popen(["ip", "netns", "exec", world.topo.gw, os.path.join(TOOLS_DIR, name)]
-                            + list(args), stdout=subprocess.PIPE, stderr=subprocess.PIPE,
-                            text=True)
+    return subprocess.Popen(["ip", "netns", "exec", world.topo.gw, os.path.join(TOOLS_DIR, name),
+                             *args], stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
 
 
 def finish(proc, started):
@@ -44,8 +43,7 @@ def finish(proc, started):
     return proc.returncode, out, err
 
 
-def run_tool(world, name, *args):
-    return finish(start_tool(world, name, *args), time.monotonic())
+def run_tool(w, name, *args): return finish(start_tool(w, name, *args), time.monotonic())  # noqa
 
 
 @pytest.fixture
@@ -66,10 +64,9 @@ def test_ping_counts_late_replies_and_gives_up_on_silence(isp):
     assert run_tool(isp, "uplinker-ping", "-I", "127.0.0.1", "-c1", "192.0.2.1")[::2] == (
         1, "uplinker-ping: cannot send: Network is unreachable\n") and runs[2][1].poll() is None
     for (target, delay, _, _, status, sent, received), proc in runs:
-        verdict = "is alive" if status == 0 else "did not answer"
         code, out, err = finish(proc, started)
-        assert (code, out.splitlines()[0], err) == (
-            status, "uplinker-ping: %s %s" % (target, verdict), ""), target
+        assert (code, out.splitlines()[0], err) == (status, "uplinker-ping: %s %s" % (
+            target, "did not answer" if status else "is alive"), ""), target
         assert len(out.splitlines()) == 2 and measured(out, delay, sent, received), out
 
 
@@ -91,13 +88,13 @@ def test_dig_asks_the_given_server_from_the_given_address(isp):
         0, "Found ipV4 192.0.2.7\n", "")
     assert "query[A] probe.test from %s" % SOURCE in open(queries).read()
     # No such name is an answer too; a server that is not there is not.
-    assert run_tool(isp, "vrx-dig", "--bind-address=" + SOURCE, server, "gone.test") == (
-        0, "", "")
+    assert run_tool(isp, "vrx-dig", "--bind-address=" + SOURCE, server, "gone.test") == (0, "", "")
     status, out, err = run_tool(isp, "vrx-dig", "--bind-address", SOURCE,
                                 "--dns-address", netsetup.DNS_SERVER + ":5353", "probe.test")
     assert (status, out, err.startswith("vrx-dig: probe.test: ")) == (1, "", True)
 
 
+DIG = "vrx-dig --bind-address 10.0.0.2 --dns-address 192.0.2.53"
 ARGUMENT_CASES = [
     # command line, exit status, first line (stdout for help, stderr for a refusal)
     ("uplinker-ping --help", 0, "usage: uplinker-ping -I ADDRESS -c COUNT TARGET"),
@@ -109,10 +106,8 @@ ARGUMENT_CASES = [
     ("inet-check -m active -h x -t tcp -p 80 interface-too-long", 2,
      "exactly one interface name is required"),
     ("vrx-dig --dns-address 192.0.2.53 a", 2, "both --bind-address and --dns-address are required"),
-    ("vrx-dig --bind-address 10.0.0.2 --dns-address 192.0.2.53:0 a", 2,
-     "bad server address 192.0.2.53:0"),
-    ("vrx-dig --bind-address 10.0.0.2 --dns-address 192.0.2.53 " + "a" * 254, 2,
-     "exactly one NAME is required"),
+    (DIG + ":0 a", 2, "bad server address 192.0.2.53:0"),
+    (DIG + " " + "a" * 254, 2, "exactly one NAME is required"),
 ]
 
 
@@ -121,8 +116,7 @@ def test_argument_vectors(line, status, first):
     tool, *args = shlex.split(line)
     res = subprocess.run([os.path.join(TOOLS_DIR, tool)] + args, capture_output=True, text=True,
                          timeout=10)
-    shown = res.stdout if status == 0 else res.stderr
-    prefix = "" if status == 0 else tool + ": "
+    shown, prefix = (res.stdout, "") if status == 0 else (res.stderr, tool + ": ")
     assert (res.returncode, shown.splitlines()[0]) == (status, prefix + first)
     # A refusal also shows the usage, on stderr; help and refusals never start any work.
     assert status == 0 or res.stdout == "" and "usage: " + tool in res.stderr
