@@ -120,8 +120,7 @@ NO_CELLULAR = "100\teth0\n101\teth1\n102\teth2\n103\teth3\n"
 # Every warning of that start: a value that wraps to a valid one (eth2) is taken without one.
 WARNINGS = sorted(["Config: invalid check interval value"] * 2 + [
     "Config: invalid icmp count value"] * 3 + ["Failed to find route table for %s interface. %s" % r
-                                               for r in (("ppp0", "Using default value."),
-                                                         ("eth7", "Skipping wan interface."))] + [
+    for r in (("ppp0", "Using default value."), ("eth7", "Skipping wan interface."))] + [
     "Config: hostnames of eth0 is not a list, ignored",
     "Config: eth1 has more than 8 probe targets, the first 8 are used"] + [
     "Config: hostnames[%d] of eth1 is not a host, ignored" % n for n in (1, 2)] + [
@@ -154,25 +153,20 @@ SCENARIOS = [
                      nolog=["Config: setting short check interval for ppp0 interface to %d "
                             "seconds" % n for n in (10, 25)],
                      check=summed_up)]),
-] + [
-    Scenario(name, answer=None, args=args, errors=ANY_ERROR, steps=[
+] + [Scenario(name, answer=None, args=args, errors=ANY_ERROR, steps=[
         Step(exit=0, check=log_target(in_file, on_stdout))])
     for name, args, in_file, on_stdout in [
         ("-l logs to the file alone", ["-i", "-l", "/run/x.log"], [("INFO", START % "INFO")], []),
         ("-l with an unusable file falls back to standard output", ["-i", "-l", "/run/no/x.log"],
          None, [("WARNING", "unable to log to file"), ("INFO", START % "INFO")]),
         ("-e wins over -l", ["-i", "-e", "-l", "/run/x.log"], [], [("INFO", START % "INFO")])]
-] + [
-    level_row(*row) for row in [
+] + [level_row(*row) for row in [
         (["0"], "TRACE", True), (["20abc"], "DEBUG", True), (["101"], "INFO", False),
         (["-1"], "INFO", False), (["abc"], "INFO", False), (["4294967296"], "INFO", False),
         (["0", "40"], "INFO", False), (["0", "101"], "TRACE", True)]
-] + [
-    Scenario("%s dumps the state %s" % (" ".join(d) or "no -d", what),
+] + [Scenario("%s dumps the state %s" % (" ".join(d) or "no -d", what),
              answer=failover("eth0", "eth1"), args=["-i", "-e", "-p", "0"] + d, steps=[
                  Step(uplink="eth0", log=lines, check=dumps(places))])
-    for d, what, lines, places in [
-        ([], "never", [], []),
+    for d, what, lines, places in [([], "never", [], []),
         (["-d"], "after init and around a switch", DUMP_LINES, list(DUMPED)[:-1]),
-        (["-d", "-d"], "also at every step", DUMP_LINES, list(DUMPED))]
-]
+        (["-d", "-d"], "also at every step", DUMP_LINES, list(DUMPED))]]

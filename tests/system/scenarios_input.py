@@ -79,8 +79,7 @@ def garbage(text):
 
 REFUSED_ANSWERS = [
     # what the answer holds: its text, or a change to a good one; the FATAL line's start
-    ("not JSON", "this is not json {", None),
-    ("a top-level array", "[1, 2]", INVALID),
+    ("not JSON", "this is not json {", None), ("a top-level array", "[1, 2]", INVALID),
     ("uplinker not an object", '{"uplinker": 3, "waninfo": {}}', INVALID),
     ("no waninfo member", '{"uplinker": {"mode": "FAILOVER"}}', INVALID),
     ("a lower-case mode", '{"uplinker": {"mode": "failover"}, "waninfo": {}}', None),
@@ -124,12 +123,10 @@ SCENARIOS = [
     Scenario("an answer over 4 MiB is refused",
              answer=spoilt(lambda a: a.update(padding="x" * 5 * 1024 * 1024)), errors=ANY_ERROR,
              steps=[refused("API request to %s failed: answer larger than 4194304 bytes" % URL)]),
-] + [
-    Scenario("an answer with %s is refused" % name, errors=ANY_ERROR,
+] + [Scenario("an answer with %s is refused" % name, errors=ANY_ERROR,
              answer=spoilt(body) if callable(body) else body, steps=[refused(fatal=fatal)])
     for name, body, fatal in REFUSED_ANSWERS
-] + [
-    Scenario("a lookup tool printing random bytes and shell words runs nothing",
+] + [Scenario("a lookup tool printing random bytes and shell words runs nothing",
              setup=garbage(random.Random(4).randbytes(8192) + b"\nFound ipV4 192.0.2.2;touch "
                            b"/run/canary\nFound ipV4 $(touch /run/canary)\n"),
              answer=failover(active("eth0", host="probe.test"), "eth1"),
@@ -159,5 +156,4 @@ SCENARIOS = [
                  Step(uplink="eth0", hooks=[UP0]),
                  Step(overrun, uplink="eth1", hooks=[DOWN1], istate={"eth0": "Down\n"},
                       timeout=20, check=read_again),
-                 Step(carrier("eth1", False), uplink="", hooks=["-d down"])]),
-]
+                 Step(carrier("eth1", False), uplink="", hooks=["-d down"])])]

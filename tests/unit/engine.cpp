@@ -24,35 +24,36 @@ Json::Value answerFor(Mode mode, const std::vector<WanSpec>& specs) {
     Json::Value answer;
     answer["uplinker"]["mode"] = mode == Mode::Failover ? "FAILOVER" : "CONSTANT";
     for (size_t i = 0; i < specs.size(); ++i) {
+        const WanSpec& s = specs[i];
         Json::Value entry;
-        entry["interface"] = specs[i].name;
+        entry["interface"] = s.name;
         entry["priority"] = static_cast<Json::UInt>(i + 1);
-        entry["monitor"]["checkInterval"] = specs[i].interval;
-        entry["monitor"]["mode"] = specs[i].active ? "ACTIVE" : "PASSIVE";
-        entry["monitor"]["active"]["hostname"] = specs[i].host;
-        entry["monitor"]["active"]["icmpCount"] = 1;
-        entry["monitor"]["active"]["type"] = specs[i].tcp ? "TCP" : "ICMP";
-        for (const std::string& host : specs[i].more)
-            entry["monitor"]["active"]["hostnames"].append(host);
-        if (specs[i].reliability != 1 || specs[i].down != 1 || specs[i].up != 1) {
-            entry["monitor"]["active"]["reliability"] = specs[i].reliability;
-            entry["monitor"]["downCount"] = specs[i].down;
-            entry["monitor"]["upCount"] = specs[i].up;
+        entry["monitor"]["checkInterval"] = s.interval;
+        entry["monitor"]["mode"] = s.active ? "ACTIVE" : "PASSIVE";
+        Json::Value& active = entry["monitor"]["active"];
+        active["hostname"] = s.host;
+        active["icmpCount"] = 1;
+        active["type"] = s.tcp ? "TCP" : "ICMP";
+        for (const std::string& host : s.more)
+            active["hostnames"].append(host);
+        if (s.reliability != 1 || s.down != 1 || s.up != 1) {
+            active["reliability"] = s.reliability;
+            entry["monitor"]["downCount"] = s.down;
+            entry["monitor"]["upCount"] = s.up;
         }
-        const std::pair<const char*, uint32_t> thresholds[] = {
-            {"failureLoss", specs[i].failureLoss},
-            {"recoveryLoss", specs[i].recoveryLoss},
-            {"failureLatency", specs[i].failureLatency},
-            {"recoveryLatency", specs[i].recoveryLatency}};
-        for (const auto& [key, value] : thresholds) {
+        // clang-format off
+        const std::pair<const char*, uint32_t> thresholds[] = {{"failureLoss", s.failureLoss},
+            {"recoveryLoss", s.recoveryLoss}, {"failureLatency", s.failureLatency},
+            {"recoveryLatency", s.recoveryLatency}};
+        // clang-format on
+        for (const auto& [key, value] : thresholds)
             if (value != 0)
-                entry["monitor"]["active"][key] = value;
-        }
+                active[key] = value;
         answer["uplinker"]["wans"].append(entry);
         Json::Value item;
-        item["interface"] = specs[i].name;
-        item["type"] = TYPE_TEXT[static_cast<int>(specs[i].type)];
-        item["enabled"] = specs[i].enabled;
+        item["interface"] = s.name;
+        item["type"] = TYPE_TEXT[static_cast<int>(s.type)];
+        item["enabled"] = s.enabled;
         item["available"] = true;
         answer["waninfo"]["wans"].append(item);
     }
@@ -72,9 +73,8 @@ Engine::Engine(Mode mode, const std::vector<WanSpec>& wans, bool starts) : specs
     VRX::Logger::setup(VRX::Logger::FILE_MODE, LOG_FILE);
     (void)truncate(LOG_FILE, 0);
     // No state file of the engine before.
-    EXPECT_EQ(std::system("rm -rf /var/run/uplinker /var/run/cell && "
-                          "mkdir -p /var/run/uplinker/istate /var/run/cell"),
-              0);
+    EXPECT_EQ(0, std::system("rm -rf /var/run/uplinker /var/run/cell && "
+                             "mkdir -p /var/run/uplinker/istate /var/run/cell"));
     std::map<std::string, int> tables;
     for (size_t i = 0; i < wans.size(); ++i) {
         sim::answer("uplinker-ping", wanAddress(i, 2), wans[i].probeOk);
@@ -114,29 +114,17 @@ int Engine::indexOf(const std::string& name) const {
 
 void Engine::address(const std::string& name, bool added) {
     const int i = indexOf(name);
-    netlink::AddressEvent event;
-    event.added = added;
-    event.ifIndex = ifIndex_[i];
-    event.locals.push_back(inet_addr(wanAddress(i, 2).c_str()));
-    app_->handleAddress(event);
+    app_->handleAddress({added, ifIndex_[i], 0, {inet_addr(wanAddress(i, 2).c_str())}});
 }
 
 void Engine::gateway(const std::string& name, bool added) {
     const int i = indexOf(name);
-    netlink::RouteEvent event;
-    event.added = added;
-    event.outputIndex = ifIndex_[i];
-    event.gateway = inet_addr(wanAddress(i, 1).c_str());
-    event.table = 100 + i;
-    app_->handleRoute(event);
+    app_->handleRoute({added, ifIndex_[i], inet_addr(wanAddress(i, 1).c_str()), 100 + i});
 }
 
+// A route without a gateway.
 void Engine::route(const std::string& name, int table) {
-    netlink::RouteEvent event;
-    event.added = true;
-    event.outputIndex = ifIndex_[indexOf(name)];
-    event.table = table;
-    app_->handleRoute(event);
+    app_->handleRoute({true, ifIndex_[indexOf(name)], NO_ADDRESS, table});
 }
 
 void Engine::usable(const std::string& name) {
@@ -177,10 +165,9 @@ void Engine::step(int seconds) {
 std::vector<std::string> Engine::hooks() {
     std::vector<std::string> calls;
     const std::string hook = HOOK_PATH;
-    for (const std::string& command : sim::takeCommands()) {
+    for (const std::string& command : sim::takeCommands())
         if (command.rfind(hook, 0) == 0)
             calls.push_back(command.size() > hook.size() ? command.substr(hook.size() + 1) : "");
-    }
     return calls;
 }
 
@@ -199,11 +186,9 @@ std::vector<std::string> Engine::log() {
 std::vector<std::string> Engine::probed() {
     // Check threads run side by side, so their order says nothing.
     std::multiset<std::string> names;
-    for (const std::string& run : sim::takeRuns()) {
-        for (size_t i = 0; i < specs_.size(); ++i) {
+    for (const std::string& run : sim::takeRuns())
+        for (size_t i = 0; i < specs_.size(); ++i)
             if (run.find(" " + wanAddress(i, 2) + " ") != std::string::npos)
                 names.insert(specs_[i].name);
-        }
-    }
     return std::vector<std::string>(names.begin(), names.end());
 }

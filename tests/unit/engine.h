@@ -14,8 +14,7 @@
 
 struct WanSpec {
     std::string name;
-    bool active = false;
-    bool enabled = true;
+    bool active = false, enabled = true;
     uint32_t interval = 60;
     WanType type = WanType::Ethernet;
     std::string host = "192.0.2.1";

@@ -5,26 +5,18 @@
 
 #include "engine.h"
 
-namespace {
-
-std::string link(const std::string& name) {
-    return "ln -sf \"/var/run/resolv_" + name + ".conf\" \"/var/run/wan_resolv.conf\"";
-}
-
-} // namespace
-
 // Each enabled WAN in turn gets the resolver link at start; the first switch then writes the
 // current-WAN file, replaces the route, links its resolver file and runs the hook, in order.
 TEST(EngineStart, FirstSwitchInItsOrder) {
     Engine engine(Mode::Failover, {{"eth0"}, {"eth1", false, false}, {"eth2"}});
-    const std::vector<std::string> expected = {
-        link("eth0"),
-        link("eth2"),
+    // clang-format off
+    const auto link = [](const char* wan) { return "ln -sf \"/var/run/resolv_" + std::string(wan) +
+        ".conf\" \"/var/run/wan_resolv.conf\""; };
+    const std::vector<std::string> expected = {link("eth0"), link("eth2"),
         "ip route del default table main [eth0]",
-        "ip route add default via 10.0.0.1 dev eth0 table main",
-        link("eth0"),
-        std::string(HOOK_PATH) + " -i eth0 -d up",
-    };
+        "ip route add default via 10.0.0.1 dev eth0 table main", link("eth0"),
+        std::string(HOOK_PATH) + " -i eth0 -d up"};
+    // clang-format on
     EXPECT_EQ(sim::takeCommands(), expected);
 }
 

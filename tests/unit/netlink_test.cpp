@@ -1,5 +1,6 @@
 // The rtnetlink intake on forged bytes: well-formed, garbled, truncated and misaligned
 // datagrams against the events they yield.
+#include <algorithm>
 #include <cstdint>
 #include <gtest/gtest.h>
 #include <linux/if.h>
@@ -18,8 +19,7 @@ constexpr int32_t INDEX = 5;
 const uint8_t ADDRESS[8] = {10, 0, 0, 2}, GATEWAY[8] = {10, 0, 0, 1};
 
 Bytes raw(const void* data, size_t size) {
-    const auto* bytes = static_cast<const uint8_t*>(data);
-    return Bytes(bytes, bytes + size);
+    return Bytes(static_cast<const uint8_t*>(data), static_cast<const uint8_t*>(data) + size);
 }
 
 Bytes join(std::initializer_list<Bytes> parts) {
@@ -108,6 +108,7 @@ TEST(NetlinkIntake, DatagramsYieldOnlyWhatIsWellFormed) {
     spilling.resize(spilling.size() - 4);
     spilling[0] -= 4;
     const Bytes whole = join({link(), address(), route()});
+    // clang-format off
     const std::tuple<const char*, Bytes, Events> cases[] = {
         {"link, address, route", whole, {LINK, ADDR, ROUTE}},
         {"name without its NUL", link(RTM_NEWLINK, 4), {LINK}},
@@ -119,16 +120,15 @@ TEST(NetlinkIntake, DatagramsYieldOnlyWhatIsWellFormed) {
         {"address deleted", address(RTM_DELADDR), {"addr- 5 scope 253 10.0.0.2 10.0.0.2"}},
         {"gateway of 5 bytes", route(5), {"route+ 5 255.255.255.255 100"}},
         {"route without RTA_OIF", route(4, false, RTM_DELROUTE), {"route- -1 10.0.0.1 100"}},
-        {"dump done, error replies",
-         join({message(NLMSG_DONE, 0, {}, 3), message(NLMSG_ERROR, -ENOBUFS, {}, 3),
-               message(NLMSG_ERROR, INT32_MIN, {}, 4)}),
+        {"dump done, error replies", join({message(NLMSG_DONE, 0, {}, 3),
+            message(NLMSG_ERROR, -ENOBUFS, {}, 3), message(NLMSG_ERROR, INT32_MIN, {}, 4)}),
          {"done 3", "error 3 -105", "error 4 -2147483648"}},
-        {"attribute past its message",
-         join({spilling, link()}),
+        {"attribute past its message", join({spilling, link()}),
          {"route+ 5 255.255.255.255 100", LINK}},
         {"message past the end", join({link(), overlong}), {LINK}},
         {"message shorter than its header", join({link(), runt, route()}), {LINK}},
     };
+    // clang-format on
     for (const auto& [what, datagram, expected] : cases)
         EXPECT_EQ(decode(datagram.data(), datagram.size()), expected) << what;
     // Every cut of the first, read from an odd address, yields the events of the messages it
@@ -137,9 +137,7 @@ TEST(NetlinkIntake, DatagramsYieldOnlyWhatIsWellFormed) {
     const Events all = {LINK, ADDR, ROUTE};
     for (size_t cut = 0; cut <= whole.size(); ++cut) {
         Bytes shifted = join({{0}, Bytes(whole.begin(), whole.begin() + cut)});
-        size_t held = 0;
-        while (held < 3 && ends[held] <= cut)
-            ++held;
+        const auto held = std::upper_bound(std::begin(ends), std::end(ends), cut) - ends;
         EXPECT_EQ(decode(shifted.data() + 1, cut), Events(all.begin(), all.begin() + held))
             << "cut at " << cut;
     }

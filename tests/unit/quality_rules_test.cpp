@@ -48,19 +48,17 @@ const QualityRow ROWS[] = {
 };
 // clang-format on
 
-// null as "-", a number to six digits.
-std::string cell(const Json::Value& value) {
-    char text[32] = "-";
-    if (value.isNumeric())
-        (void)snprintf(text, sizeof text, "%g", value.asDouble());
-    return value.isString() ? value.asString() : text;
-}
-
+// The quality values, null as "-" and a number to six digits, then the active result.
 std::string shown(const Json::Value& wan) {
-    const Json::Value& q = wan["quality"];
-    return cell(q["requests"]) + " " + cell(q["loss"]) + " " + cell(q["latency_ms"]) + " " +
-           cell(q["judgement"]) + " " + cell(q["decided_by"]) + " " +
-           (wan["active_result"].asBool() ? "up" : "down");
+    std::string text;
+    for (const char* key : {"requests", "loss", "latency_ms", "judgement", "decided_by"}) {
+        const Json::Value& value = wan["quality"][key];
+        char number[32] = "-";
+        if (value.isNumeric())
+            (void)snprintf(number, sizeof number, "%g", value.asDouble());
+        text += (value.isString() ? value.asString() : number) + std::string(" ");
+    }
+    return text + (wan["active_result"].asBool() ? "up" : "down");
 }
 
 } // namespace
