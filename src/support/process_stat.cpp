@@ -20,8 +20,12 @@ constexpr int FIELD_AFTER_NAME = 3;
 } // namespace
 
 bool processStartTime(pid_t pid, uint64_t& ticks) {
-    char path[40];
-    (void)snprintf(path, sizeof path, "/proc/%ld/stat", static_cast<long>(pid));
+    // The main thread's own entry tells the same start time. An emulator such as qemu-user
+    // answers a process's reads of /proc/<its pid>/stat itself, with a start time of its own
+    // making, but leaves the task entries to the kernel, so the daemon and the tool read alike.
+    char path[64];
+    (void)snprintf(path, sizeof path, "/proc/%ld/task/%ld/stat", static_cast<long>(pid),
+                   static_cast<long>(pid));
     UniqueFd fd(open(path, O_RDONLY | O_CLOEXEC));
     char text[STAT_LINE_BYTES];
     const ssize_t length = fd.valid() ? read(fd.get(), text, sizeof text - 1) : -1;
